@@ -164,7 +164,9 @@ OpenTable& openTable() {
   return table;
 }
 
+// An open without data access (attributes, times) takes no part in sharing.
 bool sharesConflict(uint32_t accessA, uint32_t shareA, uint32_t accessB, uint32_t shareB) {
+  if (accessA == 0 || accessB == 0) return false;
   return ((accessA & kFileAccessRead) && !(shareB & kFileShareRead)) ||
          ((accessA & kFileAccessWrite) && !(shareB & kFileShareWrite)) ||
          ((accessB & kFileAccessRead) && !(shareA & kFileShareRead)) ||
@@ -197,6 +199,7 @@ bool heldByOtherOpen(int fd, off_t which) {
 // or a write-only descriptor (which cannot hold read locks), is left to the
 // in-process table.
 bool crossProcessConflict(int fd, uint32_t access, uint32_t share) {
+  if (access == 0) return false;
   bool reads = access & kFileAccessRead, writes = access & kFileAccessWrite;
   bool deniesRead = !(share & kFileShareRead), deniesWrite = !(share & kFileShareWrite);
   if (reads && !takeShareLock(fd, kLockReads)) return false;
