@@ -1,0 +1,90 @@
+#include "xml/cmSlotTable.h"
+
+#include <cstring>
+
+#include "runtime/cmAlloc.h"
+#include "runtime/cmErrors.h"
+#include "runtime/cmException.h"
+
+cmSlotTable::cmSlotTable(cmSlotTable&& o) noexcept { *this = static_cast<cmSlotTable&&>(o); }
+
+cmSlotTable& cmSlotTable::operator=(cmSlotTable&& o) noexcept {
+  if (this == &o) return *this;
+  clear();
+  capacity_ = o.capacity_;
+  live_ = o.live_;
+  used_ = o.used_;
+  minGrowth_ = o.minGrowth_;
+  reuseFree_ = o.reuseFree_;
+  ownsItems_ = o.ownsItems_;
+  slots_ = o.slots_;
+  freeHead_ = o.freeHead_;
+  o.slots_ = nullptr;
+  o.freeHead_ = nullptr;
+  o.capacity_ = o.live_ = o.used_ = 0;
+  return *this;
+}
+
+cmSlotTable::~cmSlotTable() { cmFree(slots_); }
+
+void cmSlotTable::clear() {
+  cmFree(slots_);
+  slots_ = nullptr;
+  freeHead_ = nullptr;
+  capacity_ = live_ = used_ = 0;
+}
+
+void cmSlotTable::grow() {
+  int64_t cap = capacity_ + capacity_ / 4;
+  if (cap < minGrowth_) cap = minGrowth_;
+  if (cap > INT32_MAX) throw cmException(CM_ERR_CAPACITY_OVERFLOW);
+  void** fresh = static_cast<void**>(cmAlloc(static_cast<size_t>(cap) * sizeof(void*)));
+  if (!fresh) throw cmException(CM_ERR_OUT_OF_MEMORY);
+  std::memset(fresh, 0, static_cast<size_t>(cap) * sizeof(void*));
+  if (slots_) {
+    std::memcpy(fresh, slots_, static_cast<size_t>(capacity_) * sizeof(void*));
+    // The free chain links point into the old array: rebase them by the
+    // distance the array moved. Slots holding items are left alone.
+    for (int64_t i = 0; i < used_; ++i) {
+      void* p = fresh[i];
+      if (p && insideArray(p)) fresh[i] = fresh + (static_cast<void**>(p) - slots_);
+    }
+    if (freeHead_) freeHead_ = fresh + (freeHead_ - slots_);
+    cmFree(slots_);
+  }
+  slots_ = fresh;
+  capacity_ = cap;
+}
+
+int32_t cmSlotTable::add(void* item) {
+  int64_t id;
+  if (reuseFree_ && freeHead_) {
+    void** slot = freeHead_;
+    freeHead_ = static_cast<void**>(*slot);
+    id = slot - slots_;
+  } else {
+    if (used_ == capacity_) grow();
+    id = used_++;
+  }
+  slots_[id] = item;
+  ++live_;
+  return static_cast<int32_t>(id);
+}
+
+void* cmSlotTable::get(int32_t id) const {
+  if (id < 0 || id >= used_) return nullptr;
+  void* p = slots_[id];
+  if (!p || insideArray(p)) return nullptr;
+  return p;
+}
+
+void cmSlotTable::set(int32_t id, void* item) {
+  if (get(id)) slots_[id] = item;
+}
+
+void cmSlotTable::release(int32_t id) {
+  if (!get(id)) return;
+  slots_[id] = freeHead_;
+  freeHead_ = slots_ + id;
+  --live_;
+}

@@ -1,0 +1,59 @@
+// cmSlotTable: small-integer ids for pointers, with a free list chained
+// through the table itself. Node ids of a cmMiniXml and the XML handles of the
+// flat handle interface are both slots of such a table.
+//
+// A slot holds either a payload pointer or, when free, a pointer to the next
+// free slot inside the slot array (null at the chain's end). A slot names an
+// item if and only if it is non-null and does not point into the array. Ids
+// are dense and reused, the latest freed first, so an id held across a
+// release may name a different item afterwards.
+//
+// The table owns only its slot array, never the items. Not thread-safe.
+#pragma once
+
+#include <cstdint>
+
+class cmSlotTable {
+ public:
+  static constexpr int64_t kMinGrowth = 10;
+
+  cmSlotTable() = default;
+  cmSlotTable(const cmSlotTable&) = delete;
+  cmSlotTable& operator=(const cmSlotTable&) = delete;
+  cmSlotTable(cmSlotTable&& o) noexcept;
+  cmSlotTable& operator=(cmSlotTable&& o) noexcept;
+  ~cmSlotTable();
+
+  // Gives `item` (non-null) an id: the head of the free chain when slot reuse
+  // is on, else the next never-used slot, growing the array to
+  // max(capacity + capacity/4, 10). Throws CM_ERR_OUT_OF_MEMORY.
+  int32_t add(void* item);
+  // Frees slot `id` onto the chain. Ids that name no item are ignored.
+  void release(int32_t id);
+  // The item in slot `id`, or null when the id names none.
+  void* get(int32_t id) const;
+  // Points an occupied slot at another item.
+  void set(int32_t id, void* item);
+  // Frees the array and forgets every id.
+  void clear();
+
+  int64_t capacity() const { return capacity_; }
+  int64_t liveCount() const { return live_; }
+  int64_t usedCount() const { return used_; }  // high-water mark of slots
+  void setReuseFreeSlots(bool on) { reuseFree_ = on; }
+
+ private:
+  bool insideArray(void* p) const {
+    return p >= static_cast<void*>(slots_) && p < static_cast<void*>(slots_ + capacity_);
+  }
+  void grow();
+
+  int64_t capacity_ = 0;
+  int64_t live_ = 0;
+  int64_t used_ = 0;
+  int64_t minGrowth_ = kMinGrowth;
+  bool reuseFree_ = true;
+  bool ownsItems_ = false;  // never: items belong to whoever registered them
+  void** slots_ = nullptr;
+  void** freeHead_ = nullptr;  // first free slot, or null
+};
