@@ -1,0 +1,154 @@
+#include "database/btStoredObject.h"
+
+#include <cstring>
+
+#include "database/btCacheFile.h"
+#include "database/btStatus.h"
+#include "database/btVariableLengthStorageBlock.h"
+#include "runtime/cmAlloc.h"
+
+btStoredObject::~btStoredObject() { releaseImage(); }
+
+void btStoredObject::releaseImage() {
+  if (block && !mapped && cacheFile) cacheFile->unpinBlock(block);
+  block = nullptr;
+  mapped = false;
+  if (image && image != inlineBuffer) cmFree(image);
+  image = nullptr;
+  ownedSize = 0;
+}
+
+bool btStoredObject::markImageDirty() {
+  if (!block) return false;
+  if (!mapped && cacheFile) cacheFile->markBlockDirty(block);
+  return true;
+}
+
+namespace {
+
+// A block fetched with BLOCK_HOLD but not kept goes back to the ring: a pin
+// and its release do exactly that and leave other holders' pins alone.
+void dropHold(btCacheFile* cf, uint8_t* data) {
+  cf->pinBlock(data);
+  cf->unpinBlock(data);
+}
+
+int32_t bindAt(btStoredObject* obj, btCacheFile* cf, uint8_t* data, uint64_t offset, btSeek seek,
+               bool force) {
+  uint8_t* target = data + offset;
+  if (!force && obj->image == target && obj->block == data) return 0;
+  bool mapped = cf->inMappedView(data);
+  // Pin before releasing the old image, which may lie in the same block.
+  if (!mapped) cf->pinBlock(data);
+  obj->releaseImage();
+  obj->block = data;
+  obj->image = target;
+  obj->cacheFile = cf;
+  obj->seek = seek;
+  obj->mapped = mapped;
+  obj->ownedSize = 0;  // the pin taken above is now the object's
+  int32_t rc = obj->unpack();
+  if (rc < 0) return rc;
+  if (offset + obj->storedSize() > cf->blockSize) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
+  return 0;
+}
+
+}  // namespace
+
+int32_t loadObject(btStoredObject* object, btCacheFile* cacheFile, btSeek seek, bool force,
+                   uint64_t prefillCount, bool rawOffset) {
+  if (!object || !cacheFile) return BT_STATUS_NO_MEMORY;
+  uint64_t pos = rawOffset ? seek : cacheFile->decode(seek);
+  uint64_t B = cacheFile->blockSize;
+  uint8_t* data = cacheFile->getBlockAt(pos - pos % B, BLOCK_HOLD, prefillCount);
+  if (!data) return BT_STATUS_NO_MEMORY;
+  int32_t rc = bindAt(object, cacheFile, data, pos % B, seek, force);
+  if (!cacheFile->inMappedView(data)) dropHold(cacheFile, data);
+  return rc;
+}
+
+int32_t loadSlotObject(btStoredObject* object, btCacheFile* cacheFile, btSeek seek, bool force) {
+  if (!object || !cacheFile) return BT_STATUS_NO_MEMORY;
+  uint64_t pos = cacheFile->decode(seek);
+  uint64_t B = cacheFile->blockSize;
+  uint64_t blockPos = pos - pos % B;
+  uint64_t offset = pos % B;
+  uint8_t* data = cacheFile->getBlockAt(blockPos, BLOCK_HOLD);
+  if (!data) return BT_STATUS_NO_MEMORY;
+  int32_t rc = 0;
+  if (blockPos != 0 && btBlockKindOf(btGet32(data)) == BT_BLOCK_DATA) {
+    const uint8_t* area = data + 4;
+    uint16_t size = btGet16(area + 8);
+    uint16_t slotCount = btGet16(area + 12);
+    if (offset < 4 || offset - 4 >= slotCount || 16 + 2ull * slotCount > B - 4) {
+      rc = BT_STATUS_BAD_ADDRESS;
+    } else {
+      uint16_t v = btGet16(area + 16 + 2 * (offset - 4));
+      if (v == 0 || v >= size || v + 4ull >= B) rc = BT_STATUS_BAD_ADDRESS;
+      offset = v + 4ull;
+    }
+  }
+  if (rc == 0) rc = bindAt(object, cacheFile, data, offset, seek, force);
+  if (!cacheFile->inMappedView(data)) dropHold(cacheFile, data);
+  return rc;
+}
+
+int32_t detachObject(btStoredObject* object) {
+  if (!object || !object->image || !object->block) return 0;
+  uint64_t room = object->cacheFile->blockSize - static_cast<uint64_t>(object->image - object->block);
+  uint64_t size = object->storedSize();
+  if (size > room) size = room;
+  uint8_t* dst;
+  uint64_t cap;
+  if (size <= sizeof object->inlineBuffer) {
+    dst = object->inlineBuffer;
+    cap = sizeof object->inlineBuffer;
+  } else {
+    dst = static_cast<uint8_t*>(cmAlloc(size));
+    if (!dst) return BT_STATUS_NO_MEMORY;
+    cap = size;
+  }
+  std::memcpy(dst, object->image, size);
+  if (cap > size) std::memset(dst + size, 0, cap - size);
+  if (!object->mapped) object->cacheFile->unpinBlock(object->block);
+  object->block = nullptr;
+  object->mapped = false;
+  object->image = dst;
+  object->ownedSize = cap;
+  return object->unpack();
+}
+
+int32_t ensureImage(btStoredObject* object, size_t size) {
+  if (!object) return BT_STATUS_NO_MEMORY;
+  if (!object->block && object->image && object->ownedSize >= size) return 0;
+  uint64_t oldSize = 0;
+  if (object->image) {
+    if (object->block) {
+      uint64_t room =
+          object->cacheFile->blockSize - static_cast<uint64_t>(object->image - object->block);
+      oldSize = object->storedSize();
+      if (oldSize > room) oldSize = room;
+    } else {
+      oldSize = object->ownedSize;
+    }
+  }
+  uint64_t cap = size <= sizeof object->inlineBuffer ? sizeof object->inlineBuffer : size + 512;
+  uint8_t* dst;
+  if (cap == sizeof object->inlineBuffer) {
+    dst = object->inlineBuffer;
+  } else {
+    dst = static_cast<uint8_t*>(cmAlloc(cap));
+    if (!dst) return BT_STATUS_NO_MEMORY;
+  }
+  uint64_t copy = oldSize < cap ? oldSize : cap;
+  if (object->image && copy) std::memmove(dst, object->image, copy);
+  std::memset(dst + copy, 0, cap - copy);
+  if (object->block && !object->mapped) object->cacheFile->unpinBlock(object->block);
+  if (object->image && object->image != object->inlineBuffer && object->image != dst)
+    cmFree(object->image);
+  object->block = nullptr;
+  object->mapped = false;
+  object->image = dst;
+  object->ownedSize = cap;
+  return 0;
+}
