@@ -59,8 +59,20 @@ const char* hiddenWindowExtension();
 // (always on POSIX) or the call fails.
 bool shortPathName(const char* path, char* out, size_t outSize);
 
+// Characters that separate directories in a path ("/" on POSIX).
+const char* directorySeparators();
+
 // A regular file that this process may execute.
 bool isExecutableFile(const char* path);
+
+// ---- The environment ---------------------------------------------------
+
+// This process's "NAME=value" entries, ending with nullptr. Valid until the
+// environment is next changed.
+const char* const* environmentEntries();
+// Sets a variable of this process (nullptr removes it). Not thread-safe
+// against readers of the environment on other threads.
+void setEnvironmentVariable(const char* name, const char* value);
 
 // ---- Starting and waiting ----------------------------------------------
 

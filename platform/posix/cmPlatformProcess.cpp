@@ -6,6 +6,7 @@
 #include "platform/cmPlatformFile.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <csignal>
 #include <cstring>
 #include <string>
@@ -39,6 +40,17 @@ bool isExecutableFile(const char* path) {
   struct stat st{};
   if (!path || !*path || stat(path, &st) != 0) return false;
   return S_ISREG(st.st_mode) && access(path, X_OK) == 0;
+}
+
+const char* directorySeparators() { return "/"; }
+
+const char* const* environmentEntries() { return environ; }
+
+void setEnvironmentVariable(const char* name, const char* value) {
+  if (value)
+    setenv(name, value, 1);
+  else
+    unsetenv(name);
 }
 
 namespace {
@@ -129,6 +141,10 @@ int32_t processStart(const ProcessStart& start, int32_t fallback, ProcessHandle*
     close(errPipe[0]);
     if (start.options & kStartNewGroup) setpgid(0, 0);
     if (start.options & kStartJoinStdErr) dup2(1, 2);
+    // An ignored SIGPIPE would survive the exec; the child gets the default.
+    struct sigaction dfl{};
+    dfl.sa_handler = SIG_DFL;
+    sigaction(SIGPIPE, &dfl, nullptr);
     if (!dir || chdir(dir) == 0) execve(start.program, argv.data(), envp);
     int err = errno;
     writeAll(errPipe[1], &err, sizeof err);
