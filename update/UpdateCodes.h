@@ -30,3 +30,15 @@ constexpr const char* kStatusFileSuffix = "_status.txt";
 constexpr size_t kMaxExtensionLength = 19;
 
 }  // namespace update
+
+namespace update {
+
+// A first import fetches this many revisions per client run...
+constexpr int32_t kBatchSize = 5000;
+// ...and at most this many of the newest revisions.
+constexpr int32_t kMaxImportedRevisions = 1000000;
+// Whole seconds after which a first import stops between two batches. The
+// status text calls it an hour; the number is what is compared.
+constexpr uint32_t kFirstImportSecondsLimit = 216000;
+
+}  // namespace update

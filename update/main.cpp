@@ -1,2 +1,8 @@
+#include "update/ProductionUpdateServices.h"
+#include "update/UpdateDriver.h"
+
 // revhoard: one synchronisation of the local history cache.
-int main(int argc, char** argv) { return 0; }
+int main(int argc, char** argv) {
+  ProductionUpdateServices services;
+  return UpdateMain(argc, argv, services);
+}

@@ -1,0 +1,60 @@
+#include "update/ProductionUpdateServices.h"
+
+#include <gtest/gtest.h>
+
+#include "UpdateTestSupport.h"
+
+using tolvane::TVString;
+
+namespace {
+
+// 2024-01-31 12:00:00 UTC: the same calendar day in every zone from UTC-12
+// to UTC+11.
+constexpr cmDateStamp kNoonJan31 = 133511760000000000ull;
+
+TEST(ProductionUpdateServices, DateTextsAreLocalIsoAndPattern) {
+  ProductionUpdateServices services;
+  TVString iso, range;
+  ASSERT_EQ(services.localIsoText(kNoonJan31, iso), 0);
+  ASSERT_EQ(services.localDateByPattern(kNoonJan31, " -r\"{YYYY-MM-DD}:HEAD\"", range), 0);
+  EXPECT_EQ(std::string(range.getCString()), " -r\"{2024-01-31}:HEAD\"");
+  std::string text = iso.getCString();
+  EXPECT_EQ(text.rfind("2024-01-31T", 0), 0u) << text;
+  EXPECT_EQ(text.size(), std::string("2024-01-31T12:00:00Z").size()) << text;
+  EXPECT_EQ(text.back(), 'Z');
+}
+
+TEST(ProductionUpdateServices, CurrentTimeIsWholeMilliseconds) {
+  ProductionUpdateServices services;
+  cmDateStamp now = services.currentTime();
+  EXPECT_GT(now, kNoonJan31);
+  EXPECT_EQ(now % 10000, 0u);
+}
+
+TEST(ProductionUpdateServices, DeleteIgnoresAMissingFile) {
+  ScratchDir dir;
+  ProductionUpdateServices services;
+  std::string file = dir.file("log.xml");
+  WriteWholeFile(file, "<log/>");
+  services.deleteFile(file.c_str());
+  EXPECT_FALSE(std::filesystem::exists(file));
+  services.deleteFile(file.c_str());
+}
+
+// The cache, the parser and the client are linked in later steps; until then
+// each answers with the failure its caller already handles.
+TEST(ProductionUpdateServices, UnlinkedSeamsAnswerWithTheirDocumentedFailure) {
+  ProductionUpdateServices services;
+  EXPECT_EQ(services.openCache("file:///r", "cache.db", 7), -1);
+  cmDateStamp stamp = 42;
+  EXPECT_EQ(services.getLastUpdateTime(stamp), -1);
+  EXPECT_EQ(stamp, 0u);
+  EXPECT_EQ(services.setLastUpdateTime(1), -1);
+  EXPECT_EQ(services.parseSvnLog("log.xml"), -1);
+  EXPECT_EQ(services.parseSvnLogForMaxRevision("log.xml"), -1);
+  EXPECT_EQ(services.runSvn("svn", " log --xml -v \"file:///r\" -rHEAD > \"log.xml\""), -2);
+  services.closeCache();
+  services.closeCache();
+}
+
+}  // namespace

@@ -1,0 +1,49 @@
+#include "update/ProductionUpdateServices.h"
+
+#include <cstdio>
+
+#include "platform/cmPlatform.h"
+#include "text/cmDateParts.h"
+#include "text/cmDateText.h"
+
+using tolvane::TVString;
+
+// What a seam answers until the layer behind it is linked in.
+static constexpr int32_t kNotLinked = -1;
+
+ProductionUpdateServices::~ProductionUpdateServices() { closeCache(); }
+
+uint32_t ProductionUpdateServices::tickCount() { return platform::tickCount(); }
+
+cmDateStamp ProductionUpdateServices::currentTime() { return cmDateParts::nowStamp(); }
+
+int32_t ProductionUpdateServices::localIsoText(cmDateStamp stamp, TVString& text) {
+  text = cmDateText::toText(cmDateParts::fromStampLocal(stamp), 3);
+  return 0;
+}
+
+int32_t ProductionUpdateServices::localDateByPattern(cmDateStamp stamp, const char* pattern, TVString& text) {
+  text = cmDateText::format(cmDateParts::fromStampLocal(stamp), pattern);
+  return 0;
+}
+
+// The client runner is not linked yet: answer as for a client that cannot
+// be found.
+int32_t ProductionUpdateServices::runSvn(const TVString&, const TVString&) { return -2; }
+
+int32_t ProductionUpdateServices::openCache(const TVString&, const TVString&, int32_t) { return kNotLinked; }
+
+int32_t ProductionUpdateServices::getLastUpdateTime(cmDateStamp& stamp) {
+  stamp = 0;
+  return kNotLinked;
+}
+
+int32_t ProductionUpdateServices::setLastUpdateTime(cmDateStamp) { return kNotLinked; }
+
+void ProductionUpdateServices::closeCache() {}
+
+int32_t ProductionUpdateServices::parseSvnLog(const char*) { return kNotLinked; }
+
+int32_t ProductionUpdateServices::parseSvnLogForMaxRevision(const char*) { return kNotLinked; }
+
+void ProductionUpdateServices::deleteFile(const char* path) { std::remove(path); }

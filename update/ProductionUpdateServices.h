@@ -1,0 +1,40 @@
+// ProductionUpdateServices: the services of a real run. Clock and time come
+// from the platform and the date layer, the client run from RunSvn, file
+// removal from the standard library.
+//
+// Seams not yet linked answer with the documented failure of the operation
+// they stand for, so that a run ends cleanly with the matching exit code:
+//   openCache                  -1 (the cache could be neither opened nor made)
+//   getLastUpdateTime          -1 with a stamp of 0
+//   setLastUpdateTime          -1
+//   parseSvnLog                -1 (the file could not be read as XML)
+//   parseSvnLogForMaxRevision  -1
+//   localIsoText, localDateByPattern  -1 with an empty text
+//
+// Ownership: owns the cache session between openCache and closeCache.
+// Threading: one run on one thread.
+#pragma once
+
+#include "update/UpdateServices.h"
+
+class ProductionUpdateServices : public UpdateServices {
+ public:
+  ProductionUpdateServices() = default;
+  ~ProductionUpdateServices() override;
+  ProductionUpdateServices(const ProductionUpdateServices&) = delete;
+  ProductionUpdateServices& operator=(const ProductionUpdateServices&) = delete;
+
+  uint32_t tickCount() override;
+  cmDateStamp currentTime() override;
+  int32_t localIsoText(cmDateStamp stamp, tolvane::TVString& text) override;
+  int32_t localDateByPattern(cmDateStamp stamp, const char* pattern, tolvane::TVString& text) override;
+  int32_t runSvn(const tolvane::TVString& svnPath, const tolvane::TVString& arguments) override;
+  int32_t openCache(const tolvane::TVString& repositoryUrl, const tolvane::TVString& databaseFile,
+                    int32_t dbVersion) override;
+  int32_t getLastUpdateTime(cmDateStamp& stamp) override;
+  int32_t setLastUpdateTime(cmDateStamp stamp) override;
+  void closeCache() override;
+  int32_t parseSvnLog(const char* xmlFile) override;
+  int32_t parseSvnLogForMaxRevision(const char* xmlFile) override;
+  void deleteFile(const char* path) override;
+};
