@@ -10,10 +10,11 @@
 btStoredObject::~btStoredObject() { releaseImage(); }
 
 void btStoredObject::releaseImage() {
+  bool privateImage = !block && image && image != inlineBuffer;
   if (block && !mapped && cacheFile) cacheFile->unpinBlock(block);
   block = nullptr;
   mapped = false;
-  if (image && image != inlineBuffer) cmFree(image);
+  if (privateImage) cmFree(image);
   image = nullptr;
   ownedSize = 0;
 }
@@ -132,6 +133,8 @@ int32_t ensureImage(btStoredObject* object, size_t size) {
       oldSize = object->ownedSize;
     }
   }
+  // Never cut the current image short.
+  if (size < oldSize) size = static_cast<size_t>(oldSize);
   uint64_t cap = size <= sizeof object->inlineBuffer ? sizeof object->inlineBuffer : size + 512;
   uint8_t* dst;
   if (cap == sizeof object->inlineBuffer) {
@@ -143,9 +146,9 @@ int32_t ensureImage(btStoredObject* object, size_t size) {
   uint64_t copy = oldSize < cap ? oldSize : cap;
   if (object->image && copy) std::memmove(dst, object->image, copy);
   std::memset(dst + copy, 0, cap - copy);
+  bool privateOld = !object->block && object->image && object->image != object->inlineBuffer;
   if (object->block && !object->mapped) object->cacheFile->unpinBlock(object->block);
-  if (object->image && object->image != object->inlineBuffer && object->image != dst)
-    cmFree(object->image);
+  if (privateOld && object->image != dst) cmFree(object->image);
   object->block = nullptr;
   object->mapped = false;
   object->image = dst;
