@@ -1,10 +1,10 @@
 #include "update/ProductionUpdateServices.h"
 
-#include <cstdio>
-
+#include "file/cmFileHandle.h"
 #include "platform/cmPlatform.h"
 #include "text/cmDateParts.h"
 #include "text/cmDateText.h"
+#include "update/RunSvn.h"
 
 using tolvane::TVString;
 
@@ -27,9 +27,9 @@ int32_t ProductionUpdateServices::localDateByPattern(cmDateStamp stamp, const ch
   return 0;
 }
 
-// The client runner is not linked yet: answer as for a client that cannot
-// be found.
-int32_t ProductionUpdateServices::runSvn(const TVString&, const TVString&) { return -2; }
+int32_t ProductionUpdateServices::runSvn(const TVString& svnPath, const TVString& arguments) {
+  return RunSvn(svnPath.getCMString(), arguments.getCMString());
+}
 
 int32_t ProductionUpdateServices::openCache(const TVString&, const TVString&, int32_t) { return kNotLinked; }
 
@@ -46,4 +46,4 @@ int32_t ProductionUpdateServices::parseSvnLog(const char*) { return kNotLinked; 
 
 int32_t ProductionUpdateServices::parseSvnLogForMaxRevision(const char*) { return kNotLinked; }
 
-void ProductionUpdateServices::deleteFile(const char* path) { std::remove(path); }
+void ProductionUpdateServices::deleteFile(const char* path) { fileDelete(cmPathString(path)); }

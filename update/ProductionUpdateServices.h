@@ -1,6 +1,6 @@
 // ProductionUpdateServices: the services of a real run. Clock and time come
 // from the platform and the date layer, the client run from RunSvn, file
-// removal from the standard library.
+// removal from the file layer.
 //
 // Seams not yet linked answer with the documented failure of the operation
 // they stand for, so that a run ends cleanly with the matching exit code:

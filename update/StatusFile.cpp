@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "file/cmFileHandle.h"
 #include "update/RunLog.h"
 #include "update/UpdateCodes.h"
 
@@ -24,12 +25,32 @@ std::string StatusFileNameFor(const char* cacheFileName) {
   return name;
 }
 
+namespace {
+
+// A numbered file handle, closed when the report is done.
+class StatusHandle {
+ public:
+  explicit StatusHandle(const char* name) : handle_(fileOpen(cmPathString(name), CM_FILE_MODE_CREATE)) {}
+  ~StatusHandle() {
+    if (isOpen()) fileClose(handle_);
+  }
+  StatusHandle(const StatusHandle&) = delete;
+  StatusHandle& operator=(const StatusHandle&) = delete;
+
+  bool isOpen() const { return handle_ >= 0; }
+  int32_t number() const { return handle_; }
+
+ private:
+  int32_t handle_;
+};
+
+}  // namespace
+
 bool WriteStatusFile(const char* statusFileName, const char* bytes, size_t length) {
-  // Created or emptied, binary so that no line end is ever translated.
-  std::FILE* file = std::fopen(statusFileName, "w+b");
-  if (!file) return false;
-  std::fwrite(bytes, 1, length, file);
-  std::fclose(file);
+  // Created or emptied, read and write, others may read meanwhile.
+  StatusHandle file(statusFileName);
+  if (!file.isOpen()) return false;
+  fileWrite(file.number(), bytes, static_cast<int64_t>(length));
   return true;
 }
 

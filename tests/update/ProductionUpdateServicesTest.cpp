@@ -31,6 +31,16 @@ TEST(ProductionUpdateServices, CurrentTimeIsWholeMilliseconds) {
   EXPECT_EQ(now % 10000, 0u);
 }
 
+TEST(ProductionUpdateServices, MissingClientStartsNothing) {
+  ScratchDir dir;
+  ProductionUpdateServices services;
+  std::string out = dir.file("out.xml");
+  TVString client(dir.file("no-such-dir/svn").c_str());
+  TVString arguments((" log --xml -v \"file:///r\" -rHEAD > \"" + out + "\"").c_str());
+  EXPECT_EQ(services.runSvn(client, arguments), -2);
+  EXPECT_FALSE(std::filesystem::exists(out));
+}
+
 TEST(ProductionUpdateServices, DeleteIgnoresAMissingFile) {
   ScratchDir dir;
   ProductionUpdateServices services;
@@ -41,8 +51,8 @@ TEST(ProductionUpdateServices, DeleteIgnoresAMissingFile) {
   services.deleteFile(file.c_str());
 }
 
-// The cache, the parser and the client are linked in later steps; until then
-// each answers with the failure its caller already handles.
+// The cache and the parser are linked in later steps; until then each
+// answers with the failure its caller already handles.
 TEST(ProductionUpdateServices, UnlinkedSeamsAnswerWithTheirDocumentedFailure) {
   ProductionUpdateServices services;
   EXPECT_EQ(services.openCache("file:///r", "cache.db", 7), -1);
@@ -52,7 +62,6 @@ TEST(ProductionUpdateServices, UnlinkedSeamsAnswerWithTheirDocumentedFailure) {
   EXPECT_EQ(services.setLastUpdateTime(1), -1);
   EXPECT_EQ(services.parseSvnLog("log.xml"), -1);
   EXPECT_EQ(services.parseSvnLogForMaxRevision("log.xml"), -1);
-  EXPECT_EQ(services.runSvn("svn", " log --xml -v \"file:///r\" -rHEAD > \"log.xml\""), -2);
   services.closeCache();
   services.closeCache();
 }
