@@ -19,7 +19,8 @@ cmString QuoteProgram(const cmString& text);
 // The command interpreter: the value of the platform's shell variable
 // ("TOLVANESHELL" on POSIX, where "SHELL" names the user's interactive shell
 // and may not understand sh syntax) when it is set and not empty, otherwise
-// the platform's default, "/bin/sh".
+// the platform's default, "/bin/sh". The value is executed as it stands, so
+// it must be a path, not a bare name to be looked up.
 cmString GetShellPath();
 
 // Finds `name` and returns its path, or an empty string.
