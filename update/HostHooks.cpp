@@ -2,6 +2,16 @@
 
 #include "update/RunLog.h"
 
+tolvane::TVString tvHvarGetS(void*) {
+  PrintHostMessage("Invalid call to tvHvarGetLstr");
+  return tolvane::TVString(static_cast<const char*>(nullptr));
+}
+
+tolvane::TVString tvHvarGetString(void*) {
+  PrintHostMessage("Invalid call to tvHvarGetLstr");
+  return tolvane::TVString(static_cast<const char*>(nullptr));
+}
+
 int32_t tvHvarArrayEl(void*, int32_t, void**) {
   PrintHostMessage("Invalid call to tvHvarArrayEl");
   return 1;

@@ -9,6 +9,12 @@
 
 #include <cstdint>
 
+#include "text/TVString.h"
+
+// Text value of an interpreter variable: there is none; an empty string
+// made from a null text (a null string).
+tolvane::TVString tvHvarGetS(void* variable);
+tolvane::TVString tvHvarGetString(void* variable);
 // Array element of an interpreter variable, for XML search results.
 int32_t tvHvarArrayEl(void* arrayVariable, int32_t index, void** element);
 // Integer and string setters of an interpreter variable.

@@ -94,4 +94,12 @@ TEST(HostHooks, StubsSayTheyWereCalledInError) {
   }
 }
 
+TEST(HostHooks, VariableTextIsANullString) {
+  for (auto hook : {&tvHvarGetS, &tvHvarGetString}) {
+    tolvane::TVString text("not null");
+    EXPECT_EQ(CaptureStdout([&] { text = hook(nullptr); }), "Invalid call to tvHvarGetLstr");
+    EXPECT_TRUE(text.isNull());
+  }
+}
+
 }  // namespace
