@@ -113,6 +113,10 @@ bool btDatabase::isDirty() {
 
 void btDatabase::setDirty() {
   markImageDirty();
+  noteChange();
+}
+
+void btDatabase::noteChange() {
   std::lock_guard<std::mutex> g(guard_);
   if (!readOnly) dirty = true;
 }

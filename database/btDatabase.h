@@ -70,6 +70,8 @@ class btDatabase : public btStoredObject {
   // commitHeader, which stores the parsed copy into the image first.
   void setDirty();
   void commitHeader();
+  // Sets `dirty` alone; every stored object's change ends here.
+  void noteChange();
 
   const btDatabaseHeader& header() const { return hdr; }
   btDatabaseHeader& mutableHeader() { return hdr; }  // follow with commitHeader()

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "database/btCacheFile.h"
+#include "database/btDatabase.h"
 #include "database/btStatus.h"
-#include "database/btVariableLengthStorageBlock.h"
 #include "runtime/cmAlloc.h"
 
 btStoredObject::~btStoredObject() { releaseImage(); }
@@ -21,7 +21,10 @@ void btStoredObject::releaseImage() {
 
 bool btStoredObject::markImageDirty() {
   if (!block) return false;
-  if (!mapped && cacheFile) cacheFile->markBlockDirty(block);
+  if (!mapped && cacheFile) {
+    cacheFile->markBlockDirty(block);
+    if (cacheFile->database && !cacheFile->readOnly) cacheFile->database->noteChange();
+  }
   return true;
 }
 
