@@ -75,8 +75,21 @@ int TVString::resetLength() {
   return 0;
 }
 
+// Shortening text that isn't ours alone: a slice of it (inline when short)
+// costs less than copying all of it first.
+bool TVString::shortenShared(int64_t len) {
+  if (len > length() || isInline() || isNull()) return false;
+  cmStringBlock* b = blockField();
+  if (b && !isUsingExternalBuffer() && b->refCount.load(std::memory_order_acquire) == 1) return false;
+  if (!b && capacityField() > static_cast<uint64_t>(len)) return false;
+  Base part = Base::sub(0, len);
+  Base::operator=(static_cast<Base&&>(part));
+  return true;
+}
+
 int TVString::setLength(int64_t len) {
   if (len < 0) len = 0;
+  if (shortenShared(len)) return 0;
   makeNotNull();
   makeRoom(static_cast<size_t>(len));
   setLengthRaw(static_cast<size_t>(len));
@@ -85,6 +98,7 @@ int TVString::setLength(int64_t len) {
 
 int TVString::setLength(int64_t len, char fill) {
   if (len < 0) len = 0;
+  if (shortenShared(len)) return 0;
   int64_t cur = length();
   makeNotNull();
   char* d = makeRoom(static_cast<size_t>(len));

@@ -76,6 +76,11 @@ class TVString : public cmStringT<char, 1, 30> {
   // Debug aid: true when the object's fields are consistent.
   bool checkIntegrity() const;
 
+ private:
+  bool shortenShared(int64_t len);
+
+ public:
+
   // ---- access -------------------------------------------------------------
   // Byte at i; 0 outside the text.
   char operator[](int64_t i) const { return charAt(i); }

@@ -279,7 +279,7 @@ class cmStringT {
     if (isNull()) return "";
     if (isInline()) return reinterpret_cast<const char*>(raw_);
     const_cast<cmStringT*>(this)->nullTerminate();
-    return dataField();
+    return data();  // terminating may have moved the text inline
   }
   // Makes the text terminated in place: see getCString.
   int nullTerminate() {
