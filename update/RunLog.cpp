@@ -29,6 +29,7 @@ static void EmitLine(const char* text) {
 void LogVerboseV(const char* format, va_list args) {
   if (!gVerboseLog) return;
   char line[update::kMessageBufferSize];
+  line[0] = 0;
   std::vsnprintf(line, sizeof(line), format, args);
   EmitLine(line);
 }
@@ -106,6 +107,7 @@ int PrintStdout(const char* format, ...) {
 
 void PrintHostMessage(const char* format, ...) {
   char text[update::kHostMessageBufferSize];
+  text[0] = 0;
   va_list args;
   va_start(args, format);
   int needed = std::vsnprintf(text, sizeof(text), format, args);

@@ -56,6 +56,7 @@ bool WriteStatusFile(const char* statusFileName, const char* bytes, size_t lengt
 
 void ReportStatus(const char* statusFileName, int32_t code, const char* format, ...) {
   char message[update::kMessageBufferSize];
+  message[0] = 0;  // stays empty if the runtime refuses the format
   va_list args;
   va_start(args, format);
   std::vsnprintf(message, sizeof(message), format, args);

@@ -15,6 +15,19 @@ namespace {
 const char* const kUrl = "file:///r";
 const std::string kBase = " log --xml -v \"file:///r\"";
 
+// Runs the driver on a command line; returns the exit code and keeps what it
+// printed in `out` when asked.
+int32_t RunDriver(ScriptedServices& services, std::vector<std::string> args, std::string* out = nullptr) {
+  std::vector<char*> argv;
+  for (std::string& a : args) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  int32_t code = -99;
+  std::string printed =
+      CaptureStdout([&] { code = UpdateMain(static_cast<int>(args.size()), argv.data(), services); });
+  if (out) *out = services.normalise(printed);
+  return code;
+}
+
 class UpdateDriverTest : public testing::Test {
  protected:
   LogSettingsGuard guard_;
@@ -31,13 +44,7 @@ class UpdateDriverTest : public testing::Test {
   int32_t run(std::vector<std::string> extra = {}, std::string version = "7", std::string svn = "svn") {
     std::vector<std::string> args{"revhoard", svn, kUrl, db_, log_, version};
     args.insert(args.end(), extra.begin(), extra.end());
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    int32_t code = 0;
-    stdout_ = services_.normalise(
-        CaptureStdout([&] { code = UpdateMain(static_cast<int>(args.size()), argv.data(), services_); }));
-    return code;
+    return RunDriver(services_, args, &stdout_);
   }
   std::string status() const { return services_.normalise(ReadWholeFile(statusFile_)); }
   std::string callsWithStatus() const {
@@ -109,11 +116,7 @@ TEST_F(UpdateDriverTest, BatchesOfAFirstImport) {
   for (const Case& c : cases) {
     ScriptedServices services(db_, log_, statusFile_);
     services.headRevision = c.head;
-    std::vector<char*> argv;
-    std::vector<std::string> args{"revhoard", "svn", kUrl, db_, log_, "7"};
-    for (std::string& a : args) argv.push_back(a.data());
-    int32_t code = -99;
-    CaptureStdout([&] { code = UpdateMain(6, argv.data(), services); });
+    int32_t code = RunDriver(services, {"revhoard", "svn", kUrl, db_, log_, "7"});
     EXPECT_EQ(code, 0) << c.head;
     std::vector<std::string> ranges, progress;
     for (const auto& e : services.events) {
@@ -171,11 +174,7 @@ TEST_F(UpdateDriverTest, DoNotRunLogParsesTheFileAsItStands) {
     ScriptedServices services(db_, log_, statusFile_);
     services.storedLastUpdate = last;
     services.headRevision = -1;  // never asked for
-    std::vector<std::string> args{"revhoard", "svn", kUrl, db_, log_, "7", "1", "1"};
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(a.data());
-    int32_t code = -99;
-    CaptureStdout([&] { code = UpdateMain(8, argv.data(), services); });
+    int32_t code = RunDriver(services, {"revhoard", "svn", kUrl, db_, log_, "7", "1", "1"});
     EXPECT_EQ(code, 0);
     EXPECT_EQ(services.calls(),
               "open file:///r|DB|7\ngetLast\nparse LOG\nsetLast 133500000000000000\nclose\ndelete LOG\n")
@@ -243,16 +242,13 @@ TEST_F(UpdateDriverTest, FailuresReportTheirCodeAndKeepTheXmlFile) {
     services.storedLastUpdate = 0;
     c.script(services);
     const cmDateStamp before = services.storedLastUpdate;
-    std::vector<std::string> args{"revhoard", "svn", kUrl, db_, log_, "7"};
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(a.data());
-    int32_t code = -99;
-    std::string out = CaptureStdout([&] { code = UpdateMain(6, argv.data(), services); });
+    std::string out;
+    int32_t code = RunDriver(services, {"revhoard", "svn", kUrl, db_, log_, "7"}, &out);
     EXPECT_EQ(code, c.code) << c.name;
     EXPECT_EQ(services.normalise(ReadWholeFile(statusFile_)), c.record) << c.name;
     // The failure is logged with the same text.
     const std::string message = std::string(c.record).substr(3);
-    EXPECT_NE(services.normalise(out).find(message + "\n"), std::string::npos) << c.name;
+    EXPECT_NE(out.find(message + "\n"), std::string::npos) << c.name;
     if (c.closes) {
       EXPECT_EQ(services.events.back().call, "close") << c.name;
     } else {
@@ -281,11 +277,7 @@ TEST_F(UpdateDriverTest, TimeLimitIsLookedAtAfterEachBatchOnly) {
     ScriptedServices services(db_, log_, statusFile_);
     services.headRevision = 12000;
     services.ticks = {c.start, c.afterFirstBatch, c.start};
-    std::vector<std::string> args{"revhoard", "svn", kUrl, db_, log_, "7"};
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(a.data());
-    int32_t code = -99;
-    CaptureStdout([&] { code = UpdateMain(6, argv.data(), services); });
+    int32_t code = RunDriver(services, {"revhoard", "svn", kUrl, db_, log_, "7"});
     EXPECT_EQ(code, c.code) << c.afterFirstBatch;
     EXPECT_EQ(services.svnArguments.size() - 1, c.batches) << c.afterFirstBatch;
   }
