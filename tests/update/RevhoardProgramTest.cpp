@@ -51,13 +51,4 @@ TEST(RevhoardProgram, FiveArgumentsWriteTheStatusFileBesideTheCache) {
   EXPECT_EQ(run.out.rfind("Beginning SVN cache update.\nsvnPath = \"svn\"\n", 0), 0u) << run.out;
 }
 
-TEST(RevhoardProgram, VerboseZeroKeepsStandardOutputEmpty) {
-  ScratchDir dir;
-  const std::string cache = dir.file("a.b.c");
-  ProgramRun run = RunRevhoard(dir, " svn file:///r '" + cache + "' '" + dir.file("log.xml") + "' 7 0");
-  EXPECT_EQ(run.exitStatus, 254);
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(ReadWholeFile(dir.file("a.b_status.txt")), "-2;Error opening SVN cache \"" + cache + "\": error code -1");
-}
-
 }  // namespace
