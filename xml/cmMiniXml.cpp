@@ -32,7 +32,8 @@ cmMiniXml::cmMiniXml(cmMiniXml&& other)
       rootNode_(other.rootNode_),
       fileEncoding_(other.fileEncoding_),
       lineCacheLine_(other.lineCacheLine_),
-      lineCachePos_(other.lineCachePos_) {
+      lineCachePos_(other.lineCachePos_),
+      ownedStrings_(other.ownedStrings_) {
   std::memcpy(eol_, other.eol_, 2);
   // Every node names its document.
   for (const_iterator it = walk(); !it.done(); it.next()) const_cast<cmMiniXmlNode*>(*it)->doc = this;
@@ -49,6 +50,7 @@ cmMiniXml::cmMiniXml(cmMiniXml&& other)
   other.fileEncoding_ = CMXML_ENCODING_UTF8;
   other.lineCacheLine_ = 0;
   other.lineCachePos_ = nullptr;
+  other.ownedStrings_ = 0;
   other.createRoot();
 }
 
@@ -96,11 +98,15 @@ char* cmMiniXml::copyString(const char* s, size_t n) {
   if (!p) throw cmException(CM_ERR_OUT_OF_MEMORY);
   if (n) std::memcpy(p, s, n);
   p[n] = 0;
+  ++ownedStrings_;
   return p;
 }
 
-void cmMiniXml::freeString(const char* p) const {
-  if (p && !inTextBuffer(p)) cmFree(const_cast<char*>(p));
+void cmMiniXml::freeString(const char* p) {
+  if (p && !inTextBuffer(p)) {
+    cmFree(const_cast<char*>(p));
+    --ownedStrings_;
+  }
 }
 
 void cmMiniXml::setNodeName(cmMiniXmlNode* node, std::string_view name) {
@@ -217,13 +223,13 @@ cmMiniXmlNode* cmMiniXml::insertAndCreate(cmMiniXmlNode* ref, const char* text, 
   modified_ = 1;
   cmMiniXmlNode* node = newNode(kind);
   link(node, ref, where);
-  char* copy = static_cast<char*>(cmAlloc(n + 1));
-  if (!copy) {
+  char* copy;
+  try {
+    copy = copyString(text, n);
+  } catch (...) {
     freeSubtree(node, true);
-    throw cmException(CM_ERR_OUT_OF_MEMORY);
+    throw;
   }
-  if (n) std::memcpy(copy, text, n);
-  copy[n] = 0;
   if (kind & CMXML_NAME_KINDS) {
     node->name = copy;
     node->nameLength = static_cast<uint32_t>(n);
@@ -248,7 +254,7 @@ cmMiniXmlNode* cmMiniXml::setAttribute(cmMiniXmlNode* element, std::string_view 
     try {
       v = copyString(value.data(), value.size());
     } catch (...) {
-      cmFree(n);
+      freeString(n);
       throw;
     }
     freeString(attr->name);
@@ -318,7 +324,7 @@ void cmMiniXml::freeSubtree(cmMiniXmlNode* top, bool releaseId) {
     top->id = -1;
   }
   // Pass one: strings.
-  for (const_iterator it(top); !it.done(); it.next()) {
+  for (const_iterator it(ownedStrings_ ? top : nullptr); !it.done(); it.next()) {
     const cmMiniXmlNode* n = *it;
     freeString(n->name);
     freeString(n->value);
@@ -384,7 +390,7 @@ bool cmMiniXml::deleteAttribute(cmMiniXmlNode* element, std::string_view name) {
 void cmMiniXml::destroyTree() {
   if (!rootNode_) return;
   // Strings only: the pool returns its blocks when the tree goes.
-  for (const_iterator it = walk(); !it.done(); it.next()) {
+  for (const_iterator it(ownedStrings_ ? rootNode_ : nullptr); !it.done(); it.next()) {
     freeString((*it)->name);
     freeString((*it)->value);
   }

@@ -213,7 +213,7 @@ class cmMiniXml {
   void link(cmMiniXmlNode* node, cmMiniXmlNode* ref, int where);
   static void unlink(cmMiniXmlNode* node);
   char* copyString(const char* s, size_t n);
-  void freeString(const char* p) const;
+  void freeString(const char* p);
   void freeSubtree(cmMiniXmlNode* top, bool releaseId);
   void deleteAllBelowRoot();
   void destroyTree();
@@ -240,4 +240,7 @@ class cmMiniXml {
   int32_t fileEncoding_ = CMXML_ENCODING_UTF8;
   uint64_t lineCacheLine_ = 0;
   const char* lineCachePos_ = nullptr;
+  // Node strings allocated outside the text buffer and not yet freed. While
+  // it is 0, as after a plain parse, throwing the tree away needs no walk.
+  uint64_t ownedStrings_ = 0;
 };

@@ -233,6 +233,7 @@ std::string_view cmMiniXml::decodedValue(cmMiniXmlNode* node) {
       out[n] = 0;
       node->value = out;
       node->valueLength = static_cast<uint32_t>(n);
+      ++ownedStrings_;
     }
   }
   return node->rawValue();
