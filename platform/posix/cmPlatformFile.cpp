@@ -464,9 +464,10 @@ int32_t dirOpen(const char* directory, Dir** out) {
   if (!directory || !*directory) directory = ".";
   DIR* handle = gCalls.opendir(directory);
   if (!handle) {
+    // A search in a directory that is not there misses the path, not a file.
     int err = errno;
-    if (err == ENOTDIR) return CM_FILE_ERR_PATH_NOT_FOUND;
-    return pathError(err, directory, CM_FILE_ERR_PATH_NOT_FOUND);
+    if (err == ENOTDIR || err == ENOENT) return CM_FILE_ERR_PATH_NOT_FOUND;
+    return fileErrorFromErrno(err, CM_FILE_ERR_PATH_NOT_FOUND);
   }
   size_t length = std::strlen(directory);
   Dir* dir = static_cast<Dir*>(cmAlloc(sizeof(Dir)));

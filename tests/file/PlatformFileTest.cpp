@@ -72,8 +72,11 @@ TEST(PlatformFileOpen, DispositionsOnExistingAndMissingFiles) {
     if (c.exists) writeWholeFile(path, "old");
     uint32_t access = platform::kFileAccessRead | platform::kFileAccessWrite;
     EXPECT_EQ(openOnce(path, access, c.disposition), c.expected) << "case " << n - 1;
-    if (c.contentAfter) EXPECT_EQ(readWholeFile(path), c.contentAfter) << "case " << n - 1;
-    else EXPECT_FALSE(fileExistsOnDisk(path)) << "case " << n - 1;
+    if (c.contentAfter) {
+      EXPECT_EQ(readWholeFile(path), c.contentAfter) << "case " << n - 1;
+    } else {
+      EXPECT_FALSE(fileExistsOnDisk(path)) << "case " << n - 1;
+    }
   }
 }
 
@@ -201,6 +204,6 @@ TEST(PlatformFileDir, ListsEveryEntryOnce) {
   EXPECT_EQ(rc, CM_FILE_ERR_NO_MORE_FILES);
   platform::dirClose(d);
   EXPECT_EQ(names, (std::set<std::string>{".", "..", "a.txt", ".b", "sub"}));
-  EXPECT_EQ(platform::dirOpen(dir.file("none").c_str(), &d), CM_FILE_ERR_NOT_FOUND);
+  EXPECT_EQ(platform::dirOpen(dir.file("none").c_str(), &d), CM_FILE_ERR_PATH_NOT_FOUND);
   EXPECT_EQ(platform::dirOpen(dir.file("a.txt").c_str(), &d), CM_FILE_ERR_PATH_NOT_FOUND);
 }
