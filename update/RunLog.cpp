@@ -54,14 +54,14 @@ static std::string FormatWithoutArguments(const char* format) {
       continue;
     }
     const char* start = p++;
-    std::string spec = "%";
-    while (*p && std::strchr("-+ #0'", *p)) spec += *p++;
+    std::string conv = "%";
+    while (*p && std::strchr("-+ #0'", *p)) conv += *p++;
     if (*p == '*') ++p;  // a width that would come from an argument: none
-    while (*p >= '0' && *p <= '9') spec += *p++;
+    while (*p >= '0' && *p <= '9') conv += *p++;
     if (*p == '.') {
-      spec += *p++;
+      conv += *p++;
       if (*p == '*') ++p;
-      while (*p >= '0' && *p <= '9') spec += *p++;
+      while (*p >= '0' && *p <= '9') conv += *p++;
     }
     while (*p && std::strchr("hljztLq", *p)) ++p;  // every zero below has its own type
     char conversion = *p;
@@ -70,18 +70,18 @@ static std::string FormatWithoutArguments(const char* format) {
       break;
     }
     ++p;
-    spec += conversion;
+    conv += conversion;
     char piece[update::kMessageBufferSize];
     piece[0] = 0;
     switch (conversion) {
       case '%': std::strcpy(piece, "%"); break;
-      case 'd': case 'i': std::snprintf(piece, sizeof(piece), spec.c_str(), 0); break;
-      case 'u': case 'o': case 'x': case 'X': std::snprintf(piece, sizeof(piece), spec.c_str(), 0u); break;
+      case 'd': case 'i': std::snprintf(piece, sizeof(piece), conv.c_str(), 0); break;
+      case 'u': case 'o': case 'x': case 'X': std::snprintf(piece, sizeof(piece), conv.c_str(), 0u); break;
       case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A':
-        std::snprintf(piece, sizeof(piece), spec.c_str(), 0.0);
+        std::snprintf(piece, sizeof(piece), conv.c_str(), 0.0);
         break;
-      case 's': std::snprintf(piece, sizeof(piece), spec.c_str(), ""); break;
-      case 'p': std::snprintf(piece, sizeof(piece), spec.c_str(), static_cast<void*>(nullptr)); break;
+      case 's': std::snprintf(piece, sizeof(piece), conv.c_str(), ""); break;
+      case 'p': std::snprintf(piece, sizeof(piece), conv.c_str(), static_cast<void*>(nullptr)); break;
       case 'c': case 'n': break;  // a NUL character would end the line; %n stores nothing
       default: out.append(start, p); continue;  // not a conversion: keep the text
     }
