@@ -102,10 +102,9 @@ uint8_t* btCacheFile::getBlockAt(uint64_t position, uint32_t flags, uint64_t pre
   btCacheLockGuard lock(cache);
   btFileCacheBlock* b = number < blockCount ? blocks[number] : nullptr;
   if (!b) {
-    if (number >= blockCount && !growTable(number)) return nullptr;
     if (readOnly && number == 0 && prefillCount && !shadowBase) {
       startPrefill(prefillCount);
-      b = blocks[0];
+      b = blockCount > 0 ? blocks[0] : nullptr;
     }
   }
   if (!b) {
@@ -124,6 +123,12 @@ uint8_t* btCacheFile::getBlockAt(uint64_t position, uint32_t flags, uint64_t pre
         cache->setUnused(b);
         return nullptr;
       }
+    }
+    // The table grows only for a block that is really there, so that a
+    // damaged address far past the end costs nothing but a failed read.
+    if (number >= blockCount && !growTable(number)) {
+      cache->setUnused(b);
+      return nullptr;
     }
     blocks[number] = b;
     b->state--;

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "database/btCacheFile.h"
+#include "database/btDatabase.h"
 #include "database/btStatus.h"
 
 void btSeekSet::formatLong(uint8_t* p, uint16_t cap) {
@@ -136,8 +137,15 @@ int32_t walkChain(const btSeekSet* first, bool byCapacity, Visit visit) {
   base += byCapacity ? first->capacity : first->count;
   uint32_t link = first->shortForm ? 0 : first->next;
   btSeekSet cur;
-  for (uint32_t hops = 0; link; hops++) {
-    if (hops >= btSeekSet::kMaxChain || !first->cacheFile) return BT_STATUS_BAD_LIST;
+  // A chain cannot hold more sets than the file has room for; past that it
+  // must be a loop.
+  uint64_t maxHops = btSeekSet::kMaxChain;
+  if (first->cacheFile && first->cacheFile->database) {
+    uint64_t room = first->cacheFile->database->logicalFileSize() / btSeekSet::kLongHeader + 1;
+    if (room < maxHops) maxHops = room;
+  }
+  for (uint64_t hops = 0; link; hops++) {
+    if (hops >= maxHops || !first->cacheFile) return BT_STATUS_BAD_LIST;
     rc = loadSlotObject(&cur, first->cacheFile, link, false);
     if (rc < 0) return rc;
     rc = visit(&cur, base);
