@@ -51,11 +51,11 @@ class cmStringT {
   cmStringT() noexcept { std::memset(raw_, 0, sizeof raw_); }
   cmStringT(const char* text) {  // NOLINT: text converts implicitly
     std::memset(raw_, 0, sizeof raw_);
-    if (text) assign(text, std::strlen(text));
+    if (text) initFrom(text, std::strlen(text));
   }
   cmStringT(const char* text, int64_t len) {
     std::memset(raw_, 0, sizeof raw_);
-    if (text) assign(text, len < 0 ? std::strlen(text) : static_cast<size_t>(len));
+    if (text) initFrom(text, len < 0 ? std::strlen(text) : static_cast<size_t>(len));
   }
   cmStringT(const cmStringT& other) {
     std::memset(raw_, 0, sizeof raw_);
@@ -64,7 +64,7 @@ class cmStringT {
   template <int E2, int N2>
   cmStringT(const cmStringT<CharT, E2, N2>& other) {
     std::memset(raw_, 0, sizeof raw_);
-    if (other.isNotNull()) assign(other.data(), other.length());
+    if (other.isNotNull()) initFrom(other.data(), static_cast<size_t>(other.length()));
   }
   cmStringT(cmStringT&& other) {
     std::memset(raw_, 0, sizeof raw_);
@@ -327,13 +327,9 @@ class cmStringT {
     if (start > total) start = total;
     if (len < 0 || len > total - start) len = total - start;
     const char* src = data() + start;
-    if (len < InlineSize || isInline()) {
-      r.assign(src, static_cast<size_t>(len));
-      return r;
-    }
-    cmStringBlock* b = blockField();
-    if (!b) {
-      r.assign(src, static_cast<size_t>(len));
+    cmStringBlock* b = isInline() ? nullptr : blockField();
+    if (len < InlineSize || !b) {
+      r.initFrom(src, static_cast<size_t>(len));
       return r;
     }
     b->retain();
@@ -428,13 +424,25 @@ class cmStringT {
     cmStringBlock* nb = cmStringBlock::create(len + 1);
     setLong(nb, nb->bytes(), 0, len + 1);
   }
+  // Fills a null object with an owned copy: inline when it fits, else a block
+  // sized to the text.
+  void initFrom(const char* text, size_t len) {
+    if (len < static_cast<size_t>(InlineSize)) {
+      if (len) std::memcpy(raw_, text, len);
+      setInline(len);
+      return;
+    }
+    cmStringBlock* nb = cmStringBlock::createCopy(text, len, len + 1);
+    setLong(nb, nb->bytes(), len, len + 1);
+  }
   char* writable() { return isInline() ? reinterpret_cast<char*>(raw_) : dataField(); }
 
   void releaseStorage() {
     if (!isInline()) cmStringBlock::release(blockField());
   }
+  // The text may already stand in raw_[0, len): only the terminator, the
+  // length and the flag are written.
   void setInline(size_t len) {
-    std::memset(raw_ + kCapOffset, 0, 8);
     raw_[len] = 0;
     raw_[InlineSize] = static_cast<unsigned char>(len);
     raw_[InlineSize + 1] = 1;
@@ -456,7 +464,7 @@ class cmStringT {
     cmStringBlock* b = o.blockField();
     if (!b) {
       // Borrowed text: the copy owns its bytes.
-      assign(o.dataField(), o.lengthField());
+      initFrom(o.dataField(), o.lengthField());
       return;
     }
     b->retain();

@@ -296,3 +296,20 @@ TEST(cmStringT, IntegrityHoldsThroughOperations) {
   EXPECT_TRUE(s.checkIntegrity());
   EXPECT_EQ(s.capacity(), s.length() + 1);
 }
+
+TEST(cmStringT, InlineTextKeepsEveryByteThroughForms) {
+  // 29 bytes reach into the part of the object that holds the capacity in
+  // the long form; every way of making an inline string must keep them.
+  std::string t29 = "abcdefghijklmnopqrstuvwxyz012";
+  TVString direct(t29.c_str());
+  TVString longer((t29 + "3456789").c_str());
+  TVString sliced = longer.sub(0, 29);
+  TVString shared(longer);
+  shared.setLength(29);
+  TVString assigned;
+  assigned = t29.c_str();
+  for (const TVString* s : {&direct, &sliced, &shared, &assigned}) {
+    EXPECT_TRUE(s->isInline());
+    EXPECT_EQ(std::string(s->getCString()), t29);
+  }
+}
