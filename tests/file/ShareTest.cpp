@@ -6,12 +6,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 
 #include "FileTestSupport.h"
 #include "file/cmFileErrors.h"
 #include "file/cmFileHandle.h"
 #include "file/cmFileRW.h"
+#include "platform/posix/cmPosixFileSyscalls.h"
 
 namespace {
 
@@ -171,4 +173,28 @@ TEST(FileShare, ChildSeesTheParentsWriter) {
   EXPECT_EQ(child.answer(), 'n');
   child.release();
   fileClose(writer);
+}
+
+namespace {
+
+int noLocks(int, int, struct flock*) {
+  errno = EINVAL;
+  return -1;
+}
+
+}  // namespace
+
+TEST(FileShare, WithoutLocksTheProcessTableStillDecides) {
+  TempDir dir;
+  std::string path = dir.file("nolocks");
+  writeWholeFile(path, "data");
+  platform::PosixFileSyscallsScope scope;
+  scope.calls().lock = noLocks;
+  int n = 0;
+  for (const ShareCase& c : kShareCases) {
+    cmFileRW first, second;
+    first.open(path.c_str(), c.first | CM_FILE_EXISTING);
+    int32_t code = RH_THROWN_CODE(second.open(path.c_str(), c.second | CM_FILE_EXISTING));
+    EXPECT_EQ(code, c.allowed ? 0 : CM_FILE_ERR_ACCESS_DENIED) << "case " << n++;
+  }
 }
