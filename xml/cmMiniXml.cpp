@@ -456,7 +456,8 @@ cmMiniXmlNode* cmMiniXml::copySubtree(cmMiniXmlNode* destRef, cmMiniXmlNode* sou
     if (where == CMXML_WHERE_BEFORE) where = CMXML_WHERE_FIRST_CHILD;
   }
   // A copy into the source's own subtree would walk what it adds.
-  for (const cmMiniXmlNode* a = destRef; a; a = a->parent) {
+  const cmMiniXmlNode* target = where >= CMXML_WHERE_LAST_CHILD ? destRef : destRef->parent;
+  for (const cmMiniXmlNode* a = target; a; a = a->parent) {
     if (a == source) return firstChildOfKind(source, CMXML_ALL_KINDS & ~CMXML_NODE_ATTRIBUTE);
   }
   modified_ = 1;

@@ -13,6 +13,7 @@ constexpr uint8_t kSpace = 1;      // tab, LF, CR, space
 constexpr uint8_t kNameEnd = 2;    // ends a tag name: zero, white space, '/', '>'
 constexpr uint8_t kTargetEnd = 4;  // ends a PI target: as a name, and '?'
 constexpr uint8_t kAttrEnd = 8;    // ends an attribute name: as a name, and '='
+constexpr uint8_t kValueStop = 16; // may end an attribute value: quotes, '<', zero
 
 struct ByteClasses {
   uint8_t c[256] = {};
@@ -24,6 +25,10 @@ struct ByteClasses {
     c['>'] = kNameEnd | kTargetEnd | kAttrEnd;
     c['?'] = kTargetEnd;
     c['='] = kAttrEnd;
+    c['"'] |= kValueStop;
+    c['\''] |= kValueStop;
+    c['<'] |= kValueStop;
+    c[0] |= kValueStop;
   }
 };
 constexpr ByteClasses kClasses;
@@ -181,10 +186,11 @@ int32_t cmMiniXmlParser::element() {
     if (quote != '"' && quote != '\'') return CMXML_ERR_NO_QUOTE;
     const char* value = ++p;
     for (;;) {
+      p = scanTo(p, kValueStop);
       char c = *p;
       if (c == quote) break;
       if (c == '<' || (c == 0 && p == end_)) return CMXML_ERR_BAD_VALUE;
-      ++p;
+      ++p;  // the other quote, or a zero byte inside the text
     }
     cmMiniXmlNode* attr = child(node, CMXML_NODE_ATTRIBUTE);
     attr->name = attrName;

@@ -414,6 +414,10 @@ TEST(MiniXmlTree, CopySubtree) {
   cmMiniXmlNode* s2 = cmMiniXml::findChild(top, "s", 1);
   EXPECT_EQ(dst.copySubtree(s2, s2, CMXML_WHERE_LAST_CHILD, false), cmMiniXml::findChild(s2, "t", 1));
   EXPECT_EQ(dst.nodeCount(), before);
+  // Behind itself is outside its subtree, and copies.
+  cmMiniXmlNode* twin = dst.copySubtree(s2, s2, CMXML_WHERE_AFTER, false);
+  EXPECT_EQ(twin->prevSibling, s2);
+  EXPECT_EQ(dst.nodeCount(), before + 5);
   // Everything copied is private to the destination.
   for (auto it = dst.walk(); !it.done(); it.next()) {
     EXPECT_FALSE(src.inTextBuffer((*it)->name));
