@@ -197,7 +197,7 @@ int32_t btDatabase::createDatabase(const char* name, const char* typeTag, uint32
     cmFree(buffer);
     return rc;
   }
-  fileHandle = 0;
+  fileHandle = file_.handle();
   rc = cacheFileStorage_.init(this, &file_, B, cacheBytes, false, privateCache != 0);
   if (rc == 0 && B > cacheFileStorage_.blockSize) rc = BT_STATUS_BLOCK_TOO_LARGE;
   if (rc < 0) {
@@ -248,7 +248,7 @@ int32_t btDatabase::openDatabase(const char* name, uint64_t cacheBytes, int ro, 
   int32_t rc = file_.open(name, ro ? btFileAccess::MODE_READ : btFileAccess::MODE_READ_WRITE);
   readOnly = ro ? 1 : 0;
   if (rc < 0) return rc;
-  fileHandle = 0;
+  fileHandle = file_.handle();
   if (recordNames(name) < 0) {
     closeHandle();
     return BT_STATUS_NO_MEMORY;

@@ -1,10 +1,9 @@
 // btFileAccess: the one door through which the database reaches its file.
 // Every open, positioned read, positioned write, size query and close of a
-// database file goes through this class, so that the backing (standard C
-// streams today) can be swapped without touching the engine, and so that
-// tests can inject faults.
+// database file goes through this class, on a numbered handle of the file
+// layer (file/cmFileHandle.h), and tests can inject faults here.
 //
-// Ownership: one object per btDatabase, embedded in it. It owns the stream.
+// Ownership: one object per btDatabase, embedded in it. It owns the handle.
 // Threading: all positioning and transfer happen under the object's file
 // critical section (`fileLock`), since a seek and the transfer after it must
 // not be separated. The lock is recursive and is the innermost lock of the
@@ -40,7 +39,9 @@ class btFileAccess {
   // 0, -2 when the file does not exist, another negative code otherwise.
   int32_t open(const char* name, int mode);
   int32_t close();
-  bool isOpen() const { return stream_ != nullptr; }
+  bool isOpen() const { return handle_ >= 0; }
+  // The file layer's handle number, -1 when closed.
+  int32_t handle() const { return handle_; }
 
   // Bytes transferred (short on failure or end of file), or a negative code
   // when the file is not open or cannot be positioned.
@@ -56,7 +57,7 @@ class btFileAccess {
   std::recursive_mutex& fileLock() { return lock_; }
 
  private:
-  void* stream_ = nullptr;  // std::FILE*
+  int32_t handle_ = -1;
   btFileFaults* faults_ = nullptr;
   std::recursive_mutex lock_;
 };

@@ -264,3 +264,21 @@ TEST(DatabaseFile, FlushFileDoesNothing) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(DatabaseFile, AWriterExcludesOtherOpens) {
+  std::string path = makeDatabase("shared.tvdb");
+  btDatabase writer;
+  ASSERT_EQ(0, writer.openDatabase(path.c_str(), kBudget, 0, 0, 1));
+  btDatabase second;
+  EXPECT_LT(second.openDatabase(path.c_str(), kBudget, 0, 0, 1), 0);
+  EXPECT_LT(second.openDatabase(path.c_str(), kBudget, 1, 0, 1), 0);
+  EXPECT_FALSE(second.isOpen());
+  ASSERT_EQ(0, writer.closeDatabase());
+  EXPECT_EQ(0, second.openDatabase(path.c_str(), kBudget, 1, 0, 1));
+  btDatabase reader;
+  EXPECT_EQ(0, reader.openDatabase(path.c_str(), kBudget, 1, 0, 1));  // readers share
+}
+
+}  // namespace
