@@ -127,7 +127,9 @@ TEST(cmArray, RandomEditsMatchAVector) {
     }
     cmArray<Tracked> copy(a);
     EXPECT_EQ(copy.count(), a.count());
-    if (copy.count()) EXPECT_NE(copy[0].value, a[0].value);  // deep
+    if (copy.count()) {
+      EXPECT_NE(copy[0].value, a[0].value);  // deep
+    }
   }
   EXPECT_EQ(Tracked::live, 0);
 }
