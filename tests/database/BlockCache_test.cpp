@@ -256,3 +256,47 @@ TEST(BlockCache, StoppedFillFetchesNothing) {
 }
 
 }  // namespace
+
+namespace {
+
+// Two bare views over two files, sharing one cache of 4 blocks.
+TEST(BlockCache, SharedCacheNeverWritesAnotherFilesBlocks) {
+  std::string pathA = dbTestPath("sharedA.bin"), pathB = dbTestPath("sharedB.bin");
+  writeFileBytes(pathA, std::vector<uint8_t>(16 * B, 0xA1));
+  writeFileBytes(pathB, std::vector<uint8_t>(16 * B, 0xB2));
+  btFileAccess fileA, fileB;
+  ASSERT_EQ(0, fileA.open(pathA.c_str(), btFileAccess::MODE_READ_WRITE));
+  ASSERT_EQ(0, fileB.open(pathB.c_str(), btFileAccess::MODE_READ_WRITE));
+  btFileCache shared;
+  btCacheFile viewA, viewB;
+  ASSERT_EQ(0, viewA.init(nullptr, &fileA, B, 4 * B, false, false, &shared));
+  ASSERT_EQ(0, viewB.init(nullptr, &fileB, B, 4 * B, false, false, &shared));
+  EXPECT_EQ(&shared, viewA.cache);
+  EXPECT_FALSE(viewA.ownsCache);
+  for (uint32_t i = 0; i < 4; i++) {
+    uint8_t* d = viewA.getBlockAt(i * B, BLOCK_DIRTY);
+    ASSERT_NE(nullptr, d);
+    d[0] = static_cast<uint8_t>(i);
+  }
+  EXPECT_EQ(4u, shared.dirtyBlocks);
+  // B needs room: A's dirty blocks stay where they are, the cache overdraws.
+  for (uint32_t i = 0; i < 8; i++) ASSERT_EQ(0xB2, viewB.getBlockAt(i * B, 0)[1]);
+  EXPECT_EQ(0u, viewA.writesDone);
+  EXPECT_EQ(4u, shared.dirtyBlocks);
+  for (uint32_t i = 0; i < 4; i++) EXPECT_NE(nullptr, viewA.cachedBlock(i * B));
+  EXPECT_EQ(0xA1, readFileBytes(pathA)[0]);
+  // A view of another block size gets a cache of its own.
+  btCacheFile other;
+  ASSERT_EQ(0, other.init(nullptr, &fileB, 2 * B, 8 * B, false, false, &shared));
+  EXPECT_TRUE(other.ownsCache);
+  other.releaseCacheFile();
+  ASSERT_EQ(0, viewA.flushCacheFile(true, true));
+  std::vector<uint8_t> a = readFileBytes(pathA);
+  for (uint32_t i = 0; i < 4; i++) EXPECT_EQ(i, a[i * B]);
+  EXPECT_EQ(4u, viewA.writesDone);
+  EXPECT_EQ(0u, shared.dirtyBlocks);
+  viewB.releaseCacheFile();
+  viewA.releaseCacheFile();
+}
+
+}  // namespace
