@@ -1,6 +1,7 @@
 #include "update/ProductionUpdateServices.h"
 
 #include "file/cmFileHandle.h"
+#include "ingest/SvnLogReader.h"
 #include "platform/cmPlatform.h"
 #include "text/cmDateParts.h"
 #include "text/cmDateText.h"
@@ -42,8 +43,10 @@ int32_t ProductionUpdateServices::setLastUpdateTime(cmDateStamp) { return kNotLi
 
 void ProductionUpdateServices::closeCache() {}
 
-int32_t ProductionUpdateServices::parseSvnLog(const char*) { return kNotLinked; }
+int32_t ProductionUpdateServices::parseSvnLog(const char* xmlFile) { return ParseSvnLog(cache_, xmlFile); }
 
-int32_t ProductionUpdateServices::parseSvnLogForMaxRevision(const char*) { return kNotLinked; }
+int32_t ProductionUpdateServices::parseSvnLogForMaxRevision(const char* xmlFile) {
+  return ParseSvnLogForMaxRevision(cache_, xmlFile);
+}
 
 void ProductionUpdateServices::deleteFile(const char* path) { fileDelete(cmPathString(path)); }

@@ -1,14 +1,14 @@
 // ProductionUpdateServices: the services of a real run. Clock and time come
-// from the platform and the date layer, the client run from RunSvn, file
-// removal from the file layer.
+// from the platform and the date layer, the client run from RunSvn, the
+// reading of the client's log from the log document reader (which hands the
+// open cache session to the ingest passes), file removal from the file
+// layer.
 //
 // Seams not yet linked answer with the documented failure of the operation
 // they stand for, so that a run ends cleanly with the matching exit code:
 //   openCache                  -1 (the cache could be neither opened nor made)
 //   getLastUpdateTime          -1 with a stamp of 0
 //   setLastUpdateTime          -1
-//   parseSvnLog                -1 (the file could not be read as XML)
-//   parseSvnLogForMaxRevision  -1
 //   localIsoText, localDateByPattern  -1 with an empty text
 //
 // Ownership: owns the cache session between openCache and closeCache.
@@ -16,6 +16,8 @@
 #pragma once
 
 #include "update/UpdateServices.h"
+
+class VCDataLayer;
 
 class ProductionUpdateServices : public UpdateServices {
  public:
@@ -37,4 +39,12 @@ class ProductionUpdateServices : public UpdateServices {
   int32_t parseSvnLog(const char* xmlFile) override;
   int32_t parseSvnLogForMaxRevision(const char* xmlFile) override;
   void deleteFile(const char* path) override;
+
+ protected:
+  // The open cache session that the ingest passes write to; null until the
+  // cache is linked.
+  VCDataLayer* cacheSession() const { return cache_; }
+
+ private:
+  VCDataLayer* cache_ = nullptr;
 };

@@ -1,0 +1,38 @@
+// LogEntryFields: the fields of one log entry as every ingest pass reads
+// them, through the XML handle functions.
+//
+//   revision   the entry's "revision" attribute, empty when missing
+//   author     text of the first "author" child element, stripped
+//   message    text of the first "msg" child element, stripped
+//   timeStamp  text of the first "date" child element, stripped and read
+//              as ISO time in UTC; 0 when missing or not a date
+//
+// Stripping takes blanks, CR and LF off both ends (tabs and inner line
+// ends stay). A missing element, or one without a text child, reads as
+// empty (or 0).
+//
+// A plain value; reading takes the XML handle lock per call.
+#pragma once
+
+#include <cstdint>
+
+#include "text/TVString.h"
+#include "text/cmDateStamp.h"
+
+struct LogEntryFields {
+  tolvane::TVString revision;
+  tolvane::TVString author;
+  tolvane::TVString message;
+  cmDateStamp timeStamp = 0;
+
+  static LogEntryFields read(int32_t document, int32_t entry);
+
+  // The single readers, for passes that need one field.
+  static tolvane::TVString readRevision(int32_t document, int32_t entry);
+  // The stripped text of the first child element `name` of the entry.
+  static tolvane::TVString readChildText(int32_t document, int32_t entry, const char* name);
+  static cmDateStamp readTimeStamp(int32_t document, int32_t entry);
+  // ISO text ("2024-01-31T09:15:00.123456Z") to a stamp; 0 when the text
+  // is no date.
+  static cmDateStamp parseTimeStamp(const cmString& text);
+};

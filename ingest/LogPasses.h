@@ -1,0 +1,33 @@
+// LogPasses: the three ingest passes that turn the entries of one client
+// log into cache rows, run by ParseSvnLog in this order: branches, then
+// revisions (which are assigned to branches), then labels (which look up
+// their source branch). Each pass walks all entries, first to last, and
+// reads the fields of an entry by the rules of LogEntryFields.h.
+//
+// A pass receives the open cache (which it doesn't own), the handle of the
+// open log document (owned by ParseSvnLog, valid for the call) and the
+// entries as node ids of that document, in document order. Its result is
+// not looked at: passes report through the run log and go on.
+//
+// DefaultLogPasses() is what a real run uses. Until the cache writers are
+// linked it stores nothing.
+//
+// Threading: main thread only, during one ParseSvnLog call.
+#pragma once
+
+#include <cstdint>
+
+#include "runtime/cmArray.h"
+
+class VCDataLayer;
+
+class LogPasses {
+ public:
+  virtual ~LogPasses() = default;
+  virtual int32_t storeBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) = 0;
+  virtual int32_t storeRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) = 0;
+  virtual int32_t storeLabelInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) = 0;
+};
+
+// The passes of a real run; one process-wide object without state.
+LogPasses& DefaultLogPasses();
