@@ -35,6 +35,7 @@ btDatabase::~btDatabase() {
   releaseImage();
   cacheFileStorage_.releaseCacheFile();
   freeNames();
+  catalog_.clear();  // the tables unregister as chain owners
   cmFree(chainOwners_);
 }
 
@@ -97,7 +98,7 @@ int32_t btDatabase::unpack() {
   int32_t rc = validate(h);
   if (rc < 0) return rc;
   hdr = h;
-  // The table layer rebuilds its table objects here.
+  catalog_.rebuild();
   return 0;
 }
 
@@ -332,6 +333,8 @@ int32_t btDatabase::closeDatabase() {
     btCacheLockGuard cacheLock(cacheFileStorage_.cache);
     std::lock_guard<std::recursive_mutex> fileLock(file_.fileLock());
     // Index structures held in memory save themselves here (index layer).
+    // The table objects pin catalogue blocks: they go before the drop.
+    catalog_.clear();
     if (image && block) {
       // Keep the header image beyond the drop of its block.
       std::memcpy(inlineBuffer, image, BT_HEADER_SIZE);

@@ -31,6 +31,7 @@
 #include <mutex>
 
 #include "database/btCacheFile.h"
+#include "database/btCatalog.h"
 #include "database/btDatabaseHeader.h"
 #include "database/btFileAccess.h"
 #include "database/btSeek.h"
@@ -85,6 +86,12 @@ class btDatabase : public btStoredObject {
   btFileAccess& fileAccess() { return file_; }
   const char* canonicalName() const { return fileNameCanonical ? fileNameCanonical : ""; }
 
+  // The tables of the file (btCatalog.h): rebuilt when the header is read,
+  // cleared at close.
+  btCatalog* catalog() { return &catalog_; }
+  btTableInfo* getTable(const char* name) { return ::getTable(this, name); }
+  int32_t addTable(btTableInfo* tableInfo) { return ::addTable(this, tableInfo); }
+
   // Tables with private data chains register here so that unlinking a data
   // block can move their chain heads (the table layer fills this).
   void registerChainOwner(btDataChainOwner* owner);
@@ -133,4 +140,5 @@ class btDatabase : public btStoredObject {
   std::mutex guard_;
   btDataChainOwner** chainOwners_ = nullptr;
   uint32_t chainOwnerCount_ = 0;
+  btCatalog catalog_{this};
 };
