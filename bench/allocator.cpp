@@ -75,11 +75,17 @@ BENCHMARK(BM_CmAllocator)->Threads(1)->Threads(2)->UseRealTime();
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
   std::map<std::string, double> nsPerOp, cpuNsPerOp;
+  bool haveMedian = false;
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& r : runs)
-      if (r.run_type == Run::RT_Iteration && r.iterations > 0) {
-        nsPerOp[r.benchmark_name()] = r.GetAdjustedRealTime();
-        cpuNsPerOp[r.benchmark_name()] = r.GetAdjustedCPUTime();
+      if (r.run_type == Run::RT_Iteration && r.iterations > 0 && !haveMedian) {
+        nsPerOp[r.run_name.str()] = r.GetAdjustedRealTime();
+        cpuNsPerOp[r.run_name.str()] = r.GetAdjustedCPUTime();
+      } else if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") {
+        // With repetitions the median stands for the run.
+        haveMedian = true;
+        nsPerOp[r.run_name.str()] = r.GetAdjustedRealTime();
+        cpuNsPerOp[r.run_name.str()] = r.GetAdjustedCPUTime();
       }
     ConsoleReporter::ReportRuns(runs);
   }
