@@ -184,6 +184,10 @@ TEST(BlockCache, FailedReadLeavesBlockOut) {
   EXPECT_EQ(nullptr, cf->cachedBlock(14 * B));
   faults.failReads = false;
   EXPECT_EQ(nullptr, cf->getBlockAt(30 * B, 0));  // beyond the end
+  // A damaged address far past the end does not grow the block table.
+  size_t tableLength = cf->blockCount;
+  EXPECT_EQ(nullptr, cf->getBlockAt(0xF00000000ull, 0));
+  EXPECT_EQ(tableLength, cf->blockCount);
   EXPECT_NE(nullptr, cf->getBlockAt(14 * B, 0));
   EXPECT_EQ(0, db.closeDatabase());
 }
