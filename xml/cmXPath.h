@@ -29,7 +29,7 @@ struct cmMiniXmlNode;
 
 class cmXPath {
  public:
-  explicit cmXPath(cmMiniXml& doc) : doc_(doc), eval_(doc) {}
+  explicit cmXPath(cmMiniXml& doc) : eval_(doc) {}
   cmXPath(const cmXPath&) = delete;
   cmXPath& operator=(const cmXPath&) = delete;
 
@@ -56,7 +56,6 @@ class cmXPath {
                        cmMiniXmlNode* context = nullptr, int64_t maxResults = -1);
 
  private:
-  cmMiniXml& doc_;
   cmXPathProgram program_;
   cmXPathEval eval_;
 };

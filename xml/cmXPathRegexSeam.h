@@ -5,6 +5,7 @@
 // Until the regular-expression engine exists in this build the match throws
 // CM_STR_NO_PATTERN_ENGINE with the parameter "contains"; queries that use
 // `contains` compile, and fail only when the function is evaluated.
+// Single-threaded: a cached engine belongs to its opcode and so to one query.
 #pragma once
 
 #include <string_view>
