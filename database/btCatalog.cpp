@@ -35,7 +35,10 @@ int32_t btCatalog::bind(btTableInfo* t, bool force) {
   if (!force && t->image) return 0;
   btCacheFile* cf = database_ ? database_->getCacheFile() : nullptr;
   if (!cf || !cf->cache || !t->position) return BT_STATUS_NO_DATABASE;
-  return loadObject(t, cf, t->position, force, 0, true);
+  int32_t rc = loadObject(t, cf, t->position, force, 0, true);
+  // A damaged image must not pass for a loaded table next time.
+  if (rc < 0) t->releaseImage();
+  return rc;
 }
 
 btTableInfo* btCatalog::table(uint32_t number) {
@@ -122,7 +125,10 @@ btTableInfo* getTable(btDatabase* db, const char* name) {
   btTableInfo* t = db->catalog()->find(name);
   if (!t) return nullptr;
   // Forced, so that the caller sees what the block holds now.
-  if (loadObject(t, db->getCacheFile(), t->position, true, 0, true) < 0) return nullptr;
+  if (loadObject(t, db->getCacheFile(), t->position, true, 0, true) < 0) {
+    t->releaseImage();
+    return nullptr;
+  }
   return t;
 }
 

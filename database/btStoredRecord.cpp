@@ -20,29 +20,26 @@ uint8_t* wordAt(uint8_t* image, const btStoredRecord* r, uint32_t i) {
 // Bytes that hold the image: the rest of the block, or the private buffer.
 uint64_t imageRoom(const btStoredRecord* r) {
   if (r->block) return r->cacheFile->blockSize - static_cast<uint64_t>(r->image - r->block);
-  if (r->externalImage) return r->externalCapacity;
+  if (r->usesBorrowedImage()) return r->borrowedCapacity;
   return r->ownedSize;
 }
 
 // Private, writable image of at least `needed` bytes; an image in a block
 // or one borrowed from initRecord's caller is copied first.
 int32_t ensureWritable(btStoredRecord* r, uint32_t needed) {
-  if (r->externalImage) {
-    if (needed <= r->externalCapacity) return 0;
+  if (r->usesBorrowedImage()) {
+    if (needed <= r->borrowedCapacity) return 0;
     uint8_t* borrowed = r->image;
-    uint32_t keep = r->size;
     r->image = nullptr;
-    r->externalImage = false;
-    r->externalCapacity = 0;
     r->ownedSize = 0;
     int32_t rc = ensureImage(r, needed);
     if (rc < 0) {
       r->image = borrowed;
-      r->externalImage = true;
-      r->externalCapacity = keep;
       return rc;
     }
-    std::memcpy(r->image, borrowed, keep);
+    std::memcpy(r->image, borrowed, r->size);
+    r->borrowed = nullptr;
+    r->borrowedCapacity = 0;
     return 0;
   }
   uint32_t want = needed > r->size ? needed : r->size;
@@ -60,14 +57,15 @@ uint32_t nextPresent(const btStoredRecord* r, uint32_t v) {
 
 }  // namespace
 
-btStoredRecord::~btStoredRecord() { dropExternalImage(); }
+btStoredRecord::~btStoredRecord() { returnBorrowedImage(); }
 
-void btStoredRecord::dropExternalImage() {
-  if (!externalImage) return;
-  image = nullptr;
-  ownedSize = 0;
-  externalImage = false;
-  externalCapacity = 0;
+void btStoredRecord::returnBorrowedImage() {
+  if (usesBorrowedImage()) {
+    image = nullptr;
+    ownedSize = 0;
+  }
+  borrowed = nullptr;
+  borrowedCapacity = 0;
 }
 
 uint32_t btStoredRecord::fixedEnd() const {
@@ -102,7 +100,7 @@ int32_t initRecord(btStoredRecord* record, btTableInfo* table, uint8_t* image,
   if (!record) return BT_STATUS_NOT_READY;
   if (!table) table = record->table;
   if (!table) return BT_STATUS_NOT_READY;
-  record->dropExternalImage();
+  record->returnBorrowedImage();
   record->releaseImage();
   record->table = table;
   record->unpack();  // members from the table; no image yet
@@ -111,8 +109,8 @@ int32_t initRecord(btStoredRecord* record, btTableInfo* table, uint8_t* image,
     if (imageCapacity < size) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
     std::memset(image, 0, imageCapacity);
     record->image = image;
-    record->externalImage = true;
-    record->externalCapacity = imageCapacity;
+    record->borrowed = image;
+    record->borrowedCapacity = imageCapacity;
   } else {
     int32_t rc = ensureImage(record, size);
     if (rc < 0) return rc;

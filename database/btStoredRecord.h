@@ -54,14 +54,16 @@ class btStoredRecord : public btStoredObject {
   // Gives an image handed to initRecord back to its owner without freeing
   // it; the record is then empty. Rebinding an object that may hold such an
   // image goes through this first.
-  void dropExternalImage();
+  void returnBorrowedImage();
 
   btTableInfo* table = nullptr;
   uint16_t linkSlots = 0;
   uint16_t variableCount = 0;
   uint32_t size = 0;
-  bool externalImage = false;   // `image` belongs to initRecord's caller
-  uint32_t externalCapacity = 0;
+  // An image handed to initRecord, which the record uses but never frees.
+  bool usesBorrowedImage() const { return borrowed && image == borrowed && !block; }
+  uint8_t* borrowed = nullptr;
+  uint32_t borrowedCapacity = 0;
 };
 
 // A field's bytes as stored: the data behind any length prefix, and its

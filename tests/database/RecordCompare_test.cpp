@@ -141,7 +141,9 @@ TEST(RecordCompare, ByTypeAndMode) {
     EXPECT_EQ(c.expected, compareField(&a, &b, 0, c.mode));
     bool unordered = c.type >= BT_FIELD_FLOAT && c.type <= BT_FIELD_DOUBLE &&
                      (c.a.kind == Value::kReal && (std::isnan(c.a.real) || std::isnan(c.b.real)));
-    if (!unordered) EXPECT_EQ(-c.expected, compareField(&b, &a, 0, c.mode));
+    if (!unordered) {
+      EXPECT_EQ(-c.expected, compareField(&b, &a, 0, c.mode));
+    }
   }
 }
 

@@ -238,6 +238,8 @@ TEST(TableCatalog, DamagedTableImagesAreRefused) {
     btDatabase db;
     ASSERT_EQ(0, db.openDatabase(path.c_str(), kBudget, 1, 0, 1));
     EXPECT_EQ(nullptr, getTable(&db, "t"));
+    EXPECT_EQ(nullptr, db.catalog()->table(0));  // not taken for loaded later
+    EXPECT_EQ(nullptr, getTable(&db, "t"));
     EXPECT_EQ(0, db.closeDatabase());
   }
 }
