@@ -77,6 +77,11 @@ void TVArray::add(TVString&& item) {
   new (&items_[size_++]) TVString(std::move(keep));
 }
 
+TVString& TVArray::addNull() {
+  if (size_ == capacity_) reserve(capacity_ ? capacity_ * 2 : 8);
+  return *new (&items_[size_++]) TVString();
+}
+
 void TVArray::clear(bool freeStorage) {
   for (int64_t i = 0; i < size_; ++i) items_[i].~TVString();
   size_ = 0;

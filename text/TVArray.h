@@ -26,6 +26,8 @@ class TVArray {
   TVString& at(int64_t i) { return items_[i]; }  // i must be in range
   void add(const TVString& item);
   void add(TVString&& item);
+  // Appends a null string and returns it, for filling in place.
+  TVString& addNull();
   // Grows the room to at least n items.
   void reserve(int64_t n);
   int64_t capacity() const { return capacity_; }

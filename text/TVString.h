@@ -200,7 +200,11 @@ class TVString : public cmStringT<char, 1, 30> {
   int maybeAppendFileSep();
 
   // ---- cutting ------------------------------------------------------------
-  TVString sub(int64_t start, int64_t len = -1) const { return TVString(Base::sub(start, len)); }
+  TVString sub(int64_t start, int64_t len = -1) const {
+    TVString r;
+    subInto(r, start, len);
+    return r;
+  }
   TVString tail(int64_t start) const { return sub(start, -1); }
   int remove(int64_t start, int64_t count);
   int removeEnd(int64_t count);

@@ -274,16 +274,23 @@ int TVString::split(const cmTextRef& separator, TVArray& items, bool clearFirst)
     items.add(*this);
     return 0;
   }
+  const char* d = data();
+  int64_t len = length();
   int64_t from = 0;
-  for (int64_t at = pos(separator, 0); at >= 0; at = pos(separator, from)) {
-    TVString piece = sub(from, at - from);
+  while (true) {
+    int64_t at;
+    if (n == 1) {
+      const void* hit = std::memchr(d + from, separator.data()[0], static_cast<size_t>(len - from));
+      at = hit ? static_cast<const char*>(hit) - d : -1;
+    } else {
+      at = from < len ? pos(separator, from) : -1;
+    }
+    TVString& piece = items.addNull();
+    subInto(piece, from, at < 0 ? -1 : at - from);
     piece.makeNotNull();
-    items.add(static_cast<TVString&&>(piece));
+    if (at < 0) break;
     from = at + n;
   }
-  TVString last = sub(from, -1);
-  last.makeNotNull();
-  items.add(static_cast<TVString&&>(last));
   return 0;
 }
 

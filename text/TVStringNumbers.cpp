@@ -40,19 +40,20 @@ int64_t parseDigits(const TVString& s, int64_t& position, int32_t length, const 
   int64_t end = length == -1 ? total : position + length;
   if (end <= 0 || end > total || position < 0 || position >= end) return -1;
   const char* d = s.data();
-  int64_t value = 0;
+  // Like the reader, no overflow test: the value wraps in 64 bits.
+  uint64_t value = 0;
   int64_t i = position;
   for (; i < end; ++i) {
     int v = digitValue(d[i], base);
     if (v < 0) break;
-    value = value * base + v;
+    value = value * static_cast<uint64_t>(base) + static_cast<uint64_t>(v);
   }
   if (i < end) {
     if (!terminators) return -1;
     if (terminators[0] != '*' && !std::strchr(terminators, d[i])) return -1;
   }
   position = i;
-  return value;
+  return static_cast<int64_t>(value);
 }
 
 }  // namespace

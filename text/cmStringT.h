@@ -321,8 +321,14 @@ class cmStringT {
   // copies; longer ones share the block (or copy a borrowed text).
   cmStringT sub(int64_t start, int64_t len) const {
     cmStringT r;
+    subInto(r, start, len);
+    return r;
+  }
+  // The same slice written into `r`, which must be null: saves the move of a
+  // returned object where slices are made in bulk.
+  void subInto(cmStringT& r, int64_t start, int64_t len) const {
     int64_t total = length();
-    if (isNull()) return r;
+    if (isNull()) return;
     if (start < 0) start = 0;
     if (start > total) start = total;
     if (len < 0 || len > total - start) len = total - start;
@@ -330,11 +336,10 @@ class cmStringT {
     cmStringBlock* b = isInline() ? nullptr : blockField();
     if (len < InlineSize || !b) {
       r.initFrom(src, static_cast<size_t>(len));
-      return r;
+      return;
     }
     b->retain();
     r.setLong(b, const_cast<char*>(src), static_cast<size_t>(len), 0);
-    return r;
   }
 
   // ---- comparison ---------------------------------------------------------

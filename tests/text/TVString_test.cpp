@@ -480,6 +480,10 @@ TEST(TVStringNumbers, ParseDigitsAtPosition) {
   EXPECT_EQ(s.parseDecimalInt(p), -1);  // at the end
   p = 0;
   EXPECT_EQ(s.parseDecimalInt(p, 20), -1);  // end behind the text
+  TVString huge("999999999999999999999999:");  // wraps instead of trapping
+  p = 0;
+  huge.parseDecimalInt(p, -1, ":");
+  EXPECT_EQ(p, 24);
   TVString h("ff-17");
   p = 0;
   EXPECT_EQ(h.parseHexInt(p, -1, "-"), 255);
