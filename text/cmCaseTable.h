@@ -33,7 +33,7 @@ class cmCaseTable {
   // are accepted too.
   static const char* decodeUtf8(const char* p, const char* end, uint32_t* cp);
 
-  // Writes cp as UTF-8 (1 to 4 bytes; larger values are cut to 0x10FFFF's
-  // form width of 4). Returns the byte count.
+  // Writes cp as UTF-8 in 1 to 4 bytes; a value above 0x1FFFFF, which four
+  // bytes can't hold, is written as U+FFFD. Returns the byte count.
   static int encodeUtf8(uint32_t cp, char* out);
 };

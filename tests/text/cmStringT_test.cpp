@@ -72,6 +72,10 @@ TEST(cmStringT, InlineLimitIsTwentyNineBytes) {
   EXPECT_EQ(b.rawBytes()[31], 0);
   EXPECT_EQ(std::string(b.getCString()), t30);
 
+  cmStringT<char, 2, 30> codePage(t30.c_str());  // the code-page string shares the scheme
+  EXPECT_FALSE(codePage.isInline());
+  EXPECT_TRUE(codePage == b);
+
   cmPathString p(std::string(253, 'p').c_str());
   EXPECT_TRUE(p.isInline());
   cmPathString q(std::string(254, 'q').c_str());
