@@ -264,4 +264,19 @@ TEST(Table, IndexSettersWriteTheImage) {
   EXPECT_EQ(d, t.index(0));  // definitions survive an unpack
 }
 
+TEST(Table, UnpackRefusesImpossibleCounts) {
+  btTableInfo t("t", 0);
+  ASSERT_EQ(0, t.addField("a", BT_FIELD_UINT, 1, 0));
+  btPut16(t.image + 8, 1025);
+  EXPECT_EQ(BT_STATUS_STORED_FIELD_LIMIT, t.unpack());
+  btPut16(t.image + 8, 9);  // more definitions than the image holds
+  EXPECT_EQ(BT_STATUS_OBJECT_OVERRUNS_BLOCK, t.unpack());
+  btPut16(t.image + 8, 1);
+  btPut16(t.image + 10, 257);
+  EXPECT_EQ(BT_STATUS_TABLE_FULL, t.unpack());
+  btPut16(t.image + 10, 0);
+  EXPECT_EQ(0, t.unpack());
+  EXPECT_EQ(1u, t.fieldCount());
+}
+
 }  // namespace
