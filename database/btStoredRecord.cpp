@@ -119,6 +119,21 @@ int32_t initRecord(btStoredRecord* record, btTableInfo* table, uint8_t* image,
   return record->unpack();
 }
 
+int32_t copyRecord(btStoredRecord* target, const btStoredRecord* source) {
+  if (!target || !source || target == source) return BT_STATUS_NOT_READY;
+  int32_t rc = initRecord(target, source->table);
+  if (rc < 0 || !source->image) return rc;
+  rc = ensureImage(target, source->size);
+  if (rc < 0) return rc;
+  std::memcpy(target->image, source->image, source->size);
+  return target->unpack();
+}
+
+uint8_t* linkSlotAddress(const btStoredRecord* r, uint32_t slot) {
+  if (!r->image || slot >= r->linkSlots) return nullptr;
+  return r->image + 8u * slot;
+}
+
 uint8_t* fieldAddress(const btStoredRecord* r, uint32_t field) {
   if (!r->image || !r->table) return nullptr;
   const btTableInfo* t = r->table;

@@ -80,6 +80,13 @@ struct btFieldValue {
 int32_t initRecord(btStoredRecord* record, btTableInfo* table, uint8_t* image = nullptr,
                    uint32_t imageCapacity = 0);
 
+// Makes `target` a private copy of `source`'s image, bound to the same
+// table; `source` is left as it is (its block is not touched).
+int32_t copyRecord(btStoredRecord* target, const btStoredRecord* source);
+// Address of link slot `slot` (8 bytes: slot 0 of a chained table holds
+// u32 next, u32 prev), or null without an image or past the slots.
+uint8_t* linkSlotAddress(const btStoredRecord* record, uint32_t slot);
+
 // Address of a field in the image: for a variable field its encoding, or
 // null when absent; for a fixed field its place in the fixed part, or null
 // without an image. The field number is trusted.

@@ -484,6 +484,21 @@ TEST(Record, ReadInPlaceAndCopiedAtTheFirstWrite) {
   EXPECT_NE(r.inlineBuffer, r.image);
   EXPECT_EQ(std::string(1000, 'L'), text(r, 0));
   EXPECT_EQ(6u, getUnsigned(&r, 1));
+  // A working copy of a row still in its block leaves the block alone.
+  btStoredRecord view, copy;
+  view.table = t.get();
+  ASSERT_EQ(0, loadSlotObject(&view, db.getCacheFile(), seek, true));
+  ASSERT_EQ(0, copyRecord(&copy, &view));
+  ASSERT_NE(nullptr, view.block);
+  EXPECT_EQ(nullptr, copy.block);
+  btPut32(linkSlotAddress(&copy, 0), 0x1234);  // next
+  ASSERT_EQ(0, set(copy, 0, "changed"));
+  EXPECT_EQ("stored", text(view, 0));
+  EXPECT_EQ(0u, btGet32(linkSlotAddress(&view, 0)));
+  EXPECT_EQ(nullptr, linkSlotAddress(&view, 1));  // one slot: the chain
+  EXPECT_EQ("changed", text(copy, 0));
+  EXPECT_EQ(5u, getUnsigned(&copy, 1));
+  view.releaseImage();
   r.releaseImage();
   EXPECT_EQ(0, db.closeDatabase());
 }
