@@ -118,6 +118,16 @@ void BM_cmMiniXml_noText(benchmark::State& state) {
   setBytes(state);
 }
 
+// No nodes for the blank runs between tags, like the peer's default.
+void BM_cmMiniXml_nonBlank(benchmark::State& state) {
+  for (auto _ : state) {
+    cmMiniXml doc;
+    doc.loadText(g_text.data(), static_cast<int64_t>(g_text.size()), CMXML_PARSE_KEEP_NONBLANK_TEXT);
+    benchmark::DoNotOptimize(doc.nodeCount());
+  }
+  setBytes(state);
+}
+
 void BM_cmMiniXml_withIds(benchmark::State& state) {
   for (auto _ : state) {
     cmMiniXml doc;
@@ -153,10 +163,11 @@ void BM_pugixml_default(benchmark::State& state) {
   setBytes(state);
 }
 
-void BM_pugixml_minimal(benchmark::State& state) {
+// Keeps the blank runs as text nodes: the same node set as keepText.
+void BM_pugixml_wsPcdata(benchmark::State& state) {
   for (auto _ : state) {
     pugi::xml_document doc;
-    pugi::xml_parse_result r = doc.load_buffer(g_text.data(), g_text.size(), pugi::parse_minimal | pugi::parse_ws_pcdata);
+    pugi::xml_parse_result r = doc.load_buffer(g_text.data(), g_text.size(), pugi::parse_default | pugi::parse_ws_pcdata);
     if (!r) state.SkipWithError("pugixml failed");
     benchmark::DoNotOptimize(doc.first_child());
   }
@@ -176,10 +187,11 @@ void BM_libxml2(benchmark::State& state) {
 BENCHMARK(BM_scanOnly)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_cmMiniXml_keepText)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_cmMiniXml_inPlace)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_cmMiniXml_nonBlank)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_cmMiniXml_noText)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_cmMiniXml_withIds)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_pugixml_default)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_pugixml_minimal)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_pugixml_wsPcdata)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_libxml2)->Unit(benchmark::kMillisecond);
 
 // Console output plus the mean time per run of each benchmark.
@@ -236,6 +248,18 @@ int main(int argc, char** argv) {
     std::printf("\ntime relative to BM_cmMiniXml_keepText (lower is faster):\n%-26s %8s %8s\n", "", "real", "cpu");
     for (const auto& [name, t] : reporter.times)
       std::printf("  %-24s %7.2fx %7.2fx\n", name.c_str(), t.first / base.first, t.second / base.second);
+  }
+  // Like against like: the same node set on both sides.
+  const char* pairs[][2] = {{"BM_pugixml_wsPcdata", "BM_cmMiniXml_keepText"},
+                            {"BM_pugixml_default", "BM_cmMiniXml_nonBlank"},
+                            {"BM_libxml2", "BM_cmMiniXml_keepText"}};
+  std::printf("\npeer time / our time (above 1: we are faster):\n");
+  for (auto& p : pairs) {
+    auto peer = reporter.times.find(p[0]);
+    auto ours = reporter.times.find(p[1]);
+    if (peer == reporter.times.end() || ours == reporter.times.end()) continue;
+    std::printf("  %-20s / %-22s real %5.2f  cpu %5.2f\n", p[0], p[1], peer->second.first / ours->second.first,
+                peer->second.second / ours->second.second);
   }
   benchmark::Shutdown();
   xmlCleanupParser();

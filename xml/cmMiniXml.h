@@ -139,6 +139,16 @@ class cmMiniXml {
   uint64_t nodeCount() const { return tree_.liveCount(); }
   const Tree& tree() const { return tree_; }
 
+  // State of a running write. Only the writer touches it; a document is
+  // written by one writer at a time.
+  struct WriteState {
+    char eol[8] = {'\r', '\n'};  // line ending of the running write
+    uint64_t eolLength = 2;
+    bool atLineStart = true;       // the last thing written was a line ending
+    void* stream = nullptr;        // the writer's output stream, not owned
+  };
+  WriteState& writeState() { return writeState_; }
+
   // ---- Walking. Lookups never throw; they return null, 0 or "".
 
   cmMiniXmlNode* root() const { return rootNode_; }
@@ -236,6 +246,7 @@ class cmMiniXml {
   uint8_t modified_ = 0;
   char eol_[2] = {'\r', '\n'};
   uint64_t eolLength_ = 2;
+  WriteState writeState_;
   cmMiniXmlNode* rootNode_ = nullptr;
   int32_t fileEncoding_ = CMXML_ENCODING_UTF8;
   uint64_t lineCacheLine_ = 0;

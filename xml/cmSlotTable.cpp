@@ -38,19 +38,20 @@ void cmSlotTable::grow() {
   int64_t cap = capacity_ + capacity_ / 4;
   if (cap < minGrowth_) cap = minGrowth_;
   if (cap > INT32_MAX) throw cmException(CM_ERR_CAPACITY_OVERFLOW);
-  void** fresh = static_cast<void**>(cmAlloc(static_cast<size_t>(cap) * sizeof(void*)));
-  if (!fresh) throw cmException(CM_ERR_OUT_OF_MEMORY);
-  std::memset(fresh, 0, static_cast<size_t>(cap) * sizeof(void*));
-  if (slots_) {
-    std::memcpy(fresh, slots_, static_cast<size_t>(capacity_) * sizeof(void*));
-    // The free chain links point into the old array: rebase them by the
-    // distance the array moved. Slots holding items are left alone.
+  // Remember where the array was: the free chain links point into it.
+  uintptr_t oldBase = reinterpret_cast<uintptr_t>(slots_);
+  uintptr_t oldEnd = oldBase + static_cast<uintptr_t>(capacity_) * sizeof(void*);
+  void** fresh = static_cast<void**>(cmRealloc(slots_, static_cast<size_t>(cap) * sizeof(void*)));
+  if (!fresh) throw cmException(CM_ERR_OUT_OF_MEMORY);  // the old array is untouched
+  std::memset(fresh + capacity_, 0, static_cast<size_t>(cap - capacity_) * sizeof(void*));
+  if (freeHead_ && reinterpret_cast<uintptr_t>(fresh) != oldBase) {
+    // Rebase the chain by the distance moved. Slots holding items are left
+    // alone: no item lies inside the array that was live until now.
     for (int64_t i = 0; i < used_; ++i) {
-      void* p = fresh[i];
-      if (p && insideArray(p)) fresh[i] = fresh + (static_cast<void**>(p) - slots_);
+      uintptr_t p = reinterpret_cast<uintptr_t>(fresh[i]);
+      if (p >= oldBase && p < oldEnd) fresh[i] = fresh + (p - oldBase) / sizeof(void*);
     }
-    if (freeHead_) freeHead_ = fresh + (freeHead_ - slots_);
-    cmFree(slots_);
+    freeHead_ = fresh + (reinterpret_cast<uintptr_t>(freeHead_) - oldBase) / sizeof(void*);
   }
   slots_ = fresh;
   capacity_ = cap;
