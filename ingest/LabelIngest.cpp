@@ -1,0 +1,54 @@
+#include "ingest/LabelIngest.h"
+
+#include <memory>
+
+#include "ingest/CopyEntry.h"
+#include "ingest/CopyExclusions.h"
+#include "ingest/LogEntryFields.h"
+#include "update/RunLog.h"
+#include "vcache/VCDataLayer.h"
+
+namespace {
+
+// Stores the label that `entry` created, if it is a tag of a stored branch
+// root and it is new.
+void storeLabel(VCDataLayer& cache, int32_t document, int32_t entry) {
+  ingest::CopyEntry copy;
+  if (!copy.readTarget(document, entry)) return;
+  if (!copy.pathBeginsWith(ingest::kTagsPrefix)) return;
+
+  LogEntryFields fields = LogEntryFields::read(document, entry);
+  ingest::StripLogValue(fields.revision);
+  copy.readSource(document);
+  if (copy.copyFromPath.isEmpty() || copy.copyFromRev.isEmpty()) return;
+
+  // Only the root of a stored branch can be a label's source; a tag of a
+  // subdirectory or of another tag is passed over without a word.
+  std::unique_ptr<VCBranchInfo> source(cache.getBranchByName(copy.copyFromPath));
+  if (!source) return;
+
+  VCLabelInfo label;
+  label.parentId = source->id;
+  label.number = fields.revision;
+  label.copyFromNumber = copy.copyFromRev;
+  label.timeStamp = fields.timeStamp;
+  label.name = copy.path;
+  label.author = fields.author;
+  label.comments = fields.message;
+  if (cache.insertLabel(label) != 0) return;
+  LogVerbose("Added label (status=%i): %s", 0, label.name.getCString());
+
+  ingest::CopyExclusions exclusions;
+  exclusions.collect(document, entry, true);
+  exclusions.assignTo(label.name, label.id);
+  if (exclusions.count() == 0) return;
+  int32_t status = exclusions.storeForLabel(cache);
+  LogVerbose("Added %i label exclusions (status=%i)", static_cast<int>(exclusions.count()), status);
+}
+
+}  // namespace
+
+int32_t StoreLabelInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) {
+  for (int64_t i = 0; i < entries.size(); ++i) storeLabel(*cache, document, entries[i]);
+  return 0;
+}

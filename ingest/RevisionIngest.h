@@ -1,0 +1,29 @@
+// StoreRevisionInfo: the second ingest pass. For each log entry it stores
+// the files that the commit added, changed or replaced (not deleted ones,
+// not copies), one `file` row per path below its branch root, and, when one
+// of those paths lies in a known branch, one revision row for the entry
+// with a cross reference from each file.
+//
+// ResolveBranchOfPath splits a repository path into its branch and the
+// file spec below it. Only "/trunk" and the second level ("/branches/b",
+// "/tags/t") are tried, so a file is identified across branches by the
+// path below the branch root.
+//
+// The cache belongs to the caller, the document to ParseSvnLog. Main
+// thread only. The pass's result is always 0.
+#pragma once
+
+#include <cstdint>
+
+#include "runtime/cmArray.h"
+#include "text/TVString.h"
+
+class VCDataLayer;
+
+int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries);
+
+// Sets branchId to the stored branch the path lies in, or -1, and fileSpec
+// to the path below the branch's name (the whole path when it has fewer
+// than two levels).
+void ResolveBranchOfPath(VCDataLayer* cache, tolvane::TVString path, int32_t& branchId,
+                         tolvane::TVString& fileSpec);
