@@ -100,19 +100,30 @@ class VCDataLayer {
   struct CopyRevisionXrefFields { int32_t revision_id = 0, item_id = 0, number = 0, time_stamp = 0; };
   struct ExclusionFields { int32_t item_id = 0, type = 0, name = 0; };
 
-  // The parts in which branch, label, revision and file inserts differ.
-  struct InsertPlan;
+  // The parts in which the branch, label, revision and file inserts differ.
+  struct InsertPlan {
+    btTableInfo* table;
+    int32_t idField;
+    const char* lookupIndex;  // the name's B-tree
+    uint32_t* counter;
+    const char* keyViolationText;
+    const char* failureText;
+    bool trunkIsZero;  // a branch insert: "/trunk" not found by name is id 0
+  };
 
-  int32_t createDatabase();
   int32_t fetchHandles();
+  int32_t fetchFields();
   int32_t readRepositoryRow(VCRepositoryInfo& row);
   int32_t writeRepositoryRow();
   int32_t primeCounter(btTableInfo* table, const char* hashIndex, int32_t idField, uint32_t& counter);
+  // Inserts `record` (all fields but the id set) by the plan; sets `id`.
   int32_t insertRow(const InsertPlan& plan, btStoredRecord& record, const tolvane::TVString& name, int32_t& id);
-  int32_t insertCopy(VCBranchInfo& row, btTableInfo* table, const CopyFields& f, const char* lookupIndex,
-                     uint32_t& counter, const char* kind);
+  int32_t insertCopy(VCRevisionInfo& row, const tolvane::TVString& copyFromNumber, const CopyFields& f,
+                     const InsertPlan& plan);
   int32_t insertExclusions(cmArray<VCExclusionInfo*>& exclusions, btTableInfo* table, const ExclusionFields& f,
-                           const char* kind);
+                           const char* failureText);
+  // Clears the session after a failed step: logs nothing, closes.
+  int32_t failOpen(int32_t status);
 
   uint32_t dbVersion;
   tolvane::TVString repositoryUrl;
