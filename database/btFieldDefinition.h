@@ -1,7 +1,8 @@
 // btFieldDefinition: one field of a table, as its catalogue image stores it
 // at unit 2 + field number of the table's image, with the table that owns
 // it and its number. The table (btTableInfo) keeps these in an array and
-// rebuilds them from its image at each unpack; they are plain values.
+// rebuilds them from its image at each unpack; they are plain values with
+// no locking of their own (their table's rules apply).
 //
 // Image, 48 bytes, little-endian:
 //

@@ -26,7 +26,7 @@ using tolvane::TVString;
 
 namespace {
 
-struct FieldSpec {
+struct FieldDecl {
   const char* name;
   uint32_t type;
   uint32_t size;
@@ -34,9 +34,9 @@ struct FieldSpec {
 };
 
 // A table under construction (no database) with the given fields.
-std::unique_ptr<btTableInfo> makeTable(std::initializer_list<FieldSpec> fields, uint16_t flags = 0) {
+std::unique_ptr<btTableInfo> makeTable(std::initializer_list<FieldDecl> fields, uint16_t flags = 0) {
   auto t = std::make_unique<btTableInfo>("t", flags);
-  for (const FieldSpec& f : fields) EXPECT_EQ(0, t->addField(f.name, f.type, f.size, f.flags)) << f.name;
+  for (const FieldDecl& f : fields) EXPECT_EQ(0, t->addField(f.name, f.type, f.size, f.flags)) << f.name;
   return t;
 }
 
@@ -150,6 +150,7 @@ TEST(Record, TextTypesRoundTrip) {
       {BT_FIELD_UTF8, 100, "", "<null>", 0},
       {BT_FIELD_CSTRING, 100, "", "<null>", 0},
       {BT_FIELD_CSTRING, 100, std::string(31, 'c'), std::string(31, 'c'), 31},
+      {BT_FIELD_CSTRING, 40, std::string(100, 'c'), std::string(40, 'c'), 32},  // cut, then packed
   };
   for (const TextCase& c : cases) {
     SCOPED_TRACE(std::string(btFieldTypeOf(c.type)->name) + " of " + std::to_string(c.value.size()));
