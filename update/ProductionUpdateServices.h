@@ -4,16 +4,16 @@
 // open cache session to the ingest passes), file removal from the file
 // layer.
 //
-// Seams not yet linked answer with the documented failure of the operation
-// they stand for, so that a run ends cleanly with the matching exit code:
-//   openCache                  -1 (the cache could be neither opened nor made)
-//   getLastUpdateTime          -1 with a stamp of 0
-//   setLastUpdateTime          -1
-//   localIsoText, localDateByPattern  -1 with an empty text
+// The cache session is a VCDataLayer made and opened by openCache and
+// closed and destroyed by closeCache. Without an open session the time
+// calls answer -1 (getLastUpdateTime with a stamp of 0), and the parse
+// calls hand the passes a null cache.
 //
 // Ownership: owns the cache session between openCache and closeCache.
 // Threading: one run on one thread.
 #pragma once
+
+#include <memory>
 
 #include "update/UpdateServices.h"
 
@@ -21,7 +21,7 @@ class VCDataLayer;
 
 class ProductionUpdateServices : public UpdateServices {
  public:
-  ProductionUpdateServices() = default;
+  ProductionUpdateServices();
   ~ProductionUpdateServices() override;
   ProductionUpdateServices(const ProductionUpdateServices&) = delete;
   ProductionUpdateServices& operator=(const ProductionUpdateServices&) = delete;
@@ -41,10 +41,10 @@ class ProductionUpdateServices : public UpdateServices {
   void deleteFile(const char* path) override;
 
  protected:
-  // The open cache session that the ingest passes write to; null until the
-  // cache is linked.
-  VCDataLayer* cacheSession() const { return cache_; }
+  // The open cache session that the ingest passes write to; null when none
+  // is open.
+  VCDataLayer* cacheSession() const { return cache_.get(); }
 
  private:
-  VCDataLayer* cache_ = nullptr;
+  std::unique_ptr<VCDataLayer> cache_;
 };
