@@ -137,8 +137,9 @@ int32_t btBlockHashTable::locateEntry(btDatabase* db, uint64_t e, bool extend,
   btSeek from = definition_->root;
   bool fromRoot = true;
   uint64_t maxNodes = cf->database ? cf->database->logicalFileSize() / cf->blockSize + 1 : 1;
+  // Nodes made on the way count as well as those the file held before.
   for (uint64_t h = 0;; h++) {
-    if (h > maxNodes) return BT_STATUS_BAD_LIST;
+    if (h > maxNodes + hops) return BT_STATUS_BAD_LIST;
     if (!at) {
       if (!extend) return 1;
       int32_t status = 0;
@@ -163,8 +164,11 @@ int32_t btBlockHashTable::scanDirectory() {
   int32_t rc = loadObject(&root, cf, definition_->root, false);
   if (rc < 0) return rc;
   uint64_t used = 0, base = 0;
-  for (uint32_t i = 0; i < btBlockHashNode::kRootPairs; i++)
+  entries_.clear(false);
+  for (uint32_t i = 0; i < btBlockHashNode::kRootPairs; i++) {
+    entries_.add(root.directoryEntry(i));
     if (root.directoryEntry(i)) used = i + 1;
+  }
   base = btBlockHashNode::kRootPairs;
   uint64_t maxNodes = cf->database ? cf->database->logicalFileSize() / cf->blockSize + 1 : 1;
   btSeek at = root.nextNode;
@@ -173,8 +177,10 @@ int32_t btBlockHashTable::scanDirectory() {
     btBlockHashNode ext(false);
     if ((rc = loadObject(&ext, cf, at, false)) < 0) return rc;
     uint32_t n = ext.pairCount();
-    for (uint32_t i = 0; i < n; i++)
+    for (uint32_t i = 0; i < n; i++) {
+      entries_.add(ext.directoryEntry(i));
       if (ext.directoryEntry(i)) used = base + i + 1;
+    }
     base += n;
     at = ext.nextNode;
   }
@@ -196,12 +202,11 @@ uint32_t btBlockHashTable::readBucket(btCacheFile* cf, uint64_t b) {
     if (loadObject(&root, cf, definition_->root, false) < 0) return 0;
     return root.bucket(static_cast<uint32_t>(b));
   }
+  if (scannedRoot_ != definition_->root && scanDirectory() < 0) return 0;
   uint64_t S = slotsPerBlock(cf);
   uint64_t e = (b - I) / S;
-  uint32_t pair = 0;
-  btBlockHashNode node(e < btBlockHashNode::kRootPairs);
-  if (locateEntry(nullptr, e, false, &node, &pair) != 0) return 0;
-  btSeek seek = node.directoryEntry(pair);
+  if (e >= static_cast<uint64_t>(entries_.size())) return 0;
+  btSeek seek = entries_[static_cast<int64_t>(e)];
   if (!seek) return 0;
   btBlockPin pin = bucketBlock(cf, seek);
   if (!pin) return 0;
@@ -235,6 +240,8 @@ int32_t btBlockHashTable::writeBucket(btDatabase* db, uint64_t b, uint32_t value
     seek = newZeroBlock(db, BT_BLOCK_HASH_BUCKET, &status);
     if (!seek) return status;
     node.setDirectoryEntry(pair, seek);
+    while (static_cast<uint64_t>(entries_.size()) <= e) entries_.add(0);
+    entries_[static_cast<int64_t>(e)] = seek;
   }
   btBlockPin pin = bucketBlock(cf, seek);
   if (!pin) return BT_STATUS_NO_MEMORY;
@@ -275,6 +282,7 @@ int32_t btBlockHashTable::removeAll(btIndexIterator* it) {
   std::memset(root.image + btBlockHashNode::kBucketsAt, 0, 4ull * root.inNode);
   root.setNextNode(0);
   directoryUsed_ = 0;
+  scannedRoot_ = 0;
   clearCache();
   if (it) it->clearPosition();
   return 0;

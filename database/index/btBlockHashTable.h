@@ -85,4 +85,7 @@ class btBlockHashTable : public btAbstractHashTable {
 
   btSeek scannedRoot_ = 0;
   uint64_t directoryUsed_ = 0;
+  // Directory entries in order (root, then extension nodes), so that a
+  // bucket read costs one block fetch; kept in step with every write.
+  cmArray<btSeek> entries_;
 };

@@ -77,9 +77,13 @@ int32_t btLargeHashTable::scanDirectory() {
   btCacheFile* cf = cacheFile();
   if (!cf) return BT_STATUS_NO_DATABASE;
   uint64_t capacity = 0, used = 0;
+  entries_.clear(false);
   int32_t rc = walkDirectory(cf, definition_->root, [&](btSeekSet& s, btSeek) -> int32_t {
-    for (uint32_t i = 0; i < s.capacity; i++)
-      if (btReadAddress(s.valueAt(i))) used = capacity + i + 1;
+    for (uint32_t i = 0; i < s.capacity; i++) {
+      btSeek entry = btReadAddress(s.valueAt(i));
+      entries_.add(entry);
+      if (entry) used = capacity + i + 1;
+    }
     capacity += s.capacity;
     return 0;
   });
@@ -97,11 +101,15 @@ uint64_t btLargeHashTable::bucketCount(btCacheFile* cf) {
 
 uint32_t btLargeHashTable::readBucket(btCacheFile* cf, uint64_t b) {
   if (!definition_->root) return 0;
-  btMultiBlock stream;
-  if (loadObject(&stream.directory(), cf, definition_->root, false) < 0) return 0;
-  uint32_t v = 0;
-  stream.readElement(cf, b, &v);  // holes and missing blocks read as 0
-  return v;
+  if (scannedRoot_ != definition_->root && scanDirectory() < 0) return 0;
+  uint64_t k = b / bucketsPerBlock(cf);
+  if (k >= static_cast<uint64_t>(entries_.size())) return 0;
+  btSeek entry = entries_[static_cast<int64_t>(k)];
+  if (!entry) return 0;  // a hole reads as empty buckets
+  uint64_t pos = cf->decode(entry);
+  btBlockPin pin = btBlockPin::fetch(cf, pos - pos % cf->blockSize, BLOCK_HOLD);
+  if (!pin) return 0;
+  return btGet32(pin.data() + 4 + 4 * (b % bucketsPerBlock(cf)));
 }
 
 int32_t btLargeHashTable::writeBucket(btDatabase* db, uint64_t b, uint32_t value) {
@@ -130,6 +138,7 @@ int32_t btLargeHashTable::writeBucket(btDatabase* db, uint64_t b, uint32_t value
       prev.setNext(added);
       next.setPrev(lastSeek);
       directoryCapacity_ += next.capacity;
+      for (uint32_t i = 0; i < next.capacity; i++) entries_.add(0);
       lastSeek = added;
     }
   }
@@ -141,6 +150,11 @@ int32_t btLargeHashTable::writeBucket(btDatabase* db, uint64_t b, uint32_t value
   }
   rc = stream.writeElement(db, cf, b, value);
   if (rc < 0) return rc;
+  if (k < static_cast<uint64_t>(entries_.size()) && !entries_[static_cast<int64_t>(k)]) {
+    uint32_t entry = 0;
+    stream.directory().getAt(k, true, &entry);
+    entries_[static_cast<int64_t>(k)] = btReadAddress(entry);
+  }
   if (k + 1 > directoryUsed_) directoryUsed_ = k + 1;
   return 0;
 }

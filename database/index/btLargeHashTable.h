@@ -41,4 +41,7 @@ class btLargeHashTable : public btAbstractHashTable {
   btSeek scannedRoot_ = 0;
   uint64_t directoryCapacity_ = 0;
   uint64_t directoryUsed_ = 0;
+  // The directory's entries in order, so that a bucket read costs one
+  // block fetch; kept in step with every write.
+  cmArray<btSeek> entries_;
 };
