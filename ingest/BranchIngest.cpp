@@ -86,6 +86,8 @@ void linkParent(VCDataLayer& cache, int32_t document, int32_t entry) {
 }  // namespace
 
 int32_t StoreBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) {
+  // A run without an open session has nowhere to store rows.
+  if (cache == nullptr) return 0;
   const int32_t trunkId = storeTrunk(*cache);
   for (int64_t i = 0; i < entries.size(); ++i) storeBranch(*cache, document, entries[i], trunkId);
   // Parents are linked once every branch of the document is stored, so

@@ -49,6 +49,8 @@ void storeLabel(VCDataLayer& cache, int32_t document, int32_t entry) {
 }  // namespace
 
 int32_t StoreLabelInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) {
+  // A run without an open session has nowhere to store rows.
+  if (cache == nullptr) return 0;
   for (int64_t i = 0; i < entries.size(); ++i) storeLabel(*cache, document, entries[i]);
   return 0;
 }

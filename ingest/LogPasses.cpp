@@ -1,14 +1,23 @@
 #include "ingest/LogPasses.h"
 
+#include "ingest/BranchIngest.h"
+#include "ingest/LabelIngest.h"
+#include "ingest/RevisionIngest.h"
+
 namespace {
 
-// The passes of a real run. The branch, revision and label writers of the
-// cache plug in here; until then each pass leaves the cache as it is.
+// The passes of a real run: the branch, revision and label writers.
 class CacheLogPasses final : public LogPasses {
  public:
-  int32_t storeBranchInfo(VCDataLayer*, int32_t, const cmArray<int>&) override { return 0; }
-  int32_t storeRevisionInfo(VCDataLayer*, int32_t, const cmArray<int>&) override { return 0; }
-  int32_t storeLabelInfo(VCDataLayer*, int32_t, const cmArray<int>&) override { return 0; }
+  int32_t storeBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) override {
+    return StoreBranchInfo(cache, document, entries);
+  }
+  int32_t storeRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) override {
+    return StoreRevisionInfo(cache, document, entries);
+  }
+  int32_t storeLabelInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) override {
+    return StoreLabelInfo(cache, document, entries);
+  }
 };
 
 }  // namespace

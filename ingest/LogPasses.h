@@ -9,8 +9,9 @@
 // entries as node ids of that document, in document order. Its result is
 // not looked at: passes report through the run log and go on.
 //
-// DefaultLogPasses() is what a real run uses. Until the cache writers are
-// linked it stores nothing.
+// DefaultLogPasses() is what a real run uses: StoreBranchInfo,
+// StoreRevisionInfo and StoreLabelInfo. Without an open cache (null) they
+// store nothing.
 //
 // Threading: main thread only, during one ParseSvnLog call.
 #pragma once

@@ -91,6 +91,8 @@ void ResolveBranchOfPath(VCDataLayer* cache, TVString path, int32_t& branchId, T
 }
 
 int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) {
+  // A run without an open session has nowhere to store rows.
+  if (cache == nullptr) return 0;
   for (int64_t i = 0; i < entries.size(); ++i) storeRevision(*cache, document, entries[i]);
   return 0;
 }

@@ -1,0 +1,152 @@
+// The revision pass on real repositories: file rows by their path below the
+// branch, the branch a revision is given, cross references, and the commits
+// that store nothing. ResolveBranchOfPath on its own, table-driven.
+#include "ingest/RevisionIngest.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "IngestTestSupport.h"
+#include "SvnRepoIngestSupport.h"
+
+namespace {
+
+using RevisionIngestTest = RepoIngestTest;
+
+TEST_F(RevisionIngestTest, PathsSplitIntoBranchAndSpec) {
+  VCBranchInfo trunk;
+  trunk.name = "/trunk";
+  trunk.number = "-1";
+  trunk.copyFromNumber = "-1";
+  ASSERT_EQ(cache_->insertBranch(trunk), 0);
+  for (const char* name : {"/branches/b", "/branches/team/b", "/tags/t"}) {
+    VCBranchInfo b;
+    b.parentId = trunk.id;
+    b.name = name;
+    b.number = "2";
+    b.copyFromNumber = "1";
+    ASSERT_EQ(cache_->insertBranch(b), 0) << name;
+  }
+  const int32_t bId = branchId("/branches/b");
+  const int32_t tagId = branchId("/tags/t");
+
+  struct Case {
+    const char* path;
+    int32_t branch;
+    const char* spec;
+  } cases[] = {
+      {"/trunk/a.c", trunk.id, "/a.c"},
+      {"/trunk/src/deep/a.c", trunk.id, "/src/deep/a.c"},
+      {"/branches/b/x/a.c", bId, "/x/a.c"},
+      {"/branches/b", bId, ""},
+      // Only two levels are tried: "/branches/team" is what is looked up.
+      {"/branches/team/b/a.c", -1, "/b/a.c"},
+      {"/tags/t/a.c", tagId, "/a.c"},
+      {"/tags/other/a.c", -1, "/a.c"},
+      {"/trunk", -1, "/trunk"},
+      {"/a.c", -1, "/a.c"},
+      {"trunk/a.c", -1, "trunk/a.c"},
+      {"/Trunk/a.c", -1, ""},
+  };
+  for (const Case& c : cases) {
+    int32_t branchId = 99;
+    tolvane::TVString spec("stale");
+    ResolveBranchOfPath(cache_.get(), tolvane::TVString(c.path), branchId, spec);
+    EXPECT_EQ(branchId, c.branch) << c.path;
+    EXPECT_EQ(Str(spec), c.spec) << c.path;
+  }
+}
+
+// r2 trunk files; r3 branch; r4 one change in the branch and the trunk;
+// r5 a top-level file; r6 a deletion only; r7 a file copy only; r8 a tag
+// folder's file first, then a trunk file.
+void MakeRevisionHistory(SvnScratchRepo& repo) {
+  std::string v1 = repo.source("one\n");
+  std::string v2 = repo.source("two\n");
+  ASSERT_TRUE(repo.mucc("mkdir trunk mkdir branches mkdir tags", "layout"));
+  ASSERT_TRUE(repo.mucc("put " + v1 + " trunk/a.c put " + v1 + " trunk/b.c", "first code", "carl"));
+  ASSERT_TRUE(repo.mucc("cp 2 trunk branches/b", "branch"));
+  ASSERT_TRUE(repo.mucc("put " + v2 + " branches/b/a.c put " + v2 + " trunk/a.c", "both sides"));
+  ASSERT_TRUE(repo.mucc("put " + v1 + " README", "top"));
+  ASSERT_TRUE(repo.mucc("rm trunk/b.c", "gone"));
+  ASSERT_TRUE(repo.mucc("cp 6 trunk/a.c trunk/c.c", "copied file"));
+  ASSERT_TRUE(repo.mucc("mkdir tags/x put " + v1 + " tags/x/f.c put " + v1 + " trunk/g.c", "mixed"));
+}
+
+TEST_F(RevisionIngestTest, FilesRevisionsAndCrossReferences) {
+  MakeRevisionHistory(repo_);
+  std::string log = ingest();
+  const int32_t bId = branchId("/branches/b");
+
+  // One row per path below the branch; copies and deletions make none.
+  for (const char* spec : {"/a.c", "/b.c", "/README", "/f.c", "/g.c"}) EXPECT_TRUE(file(spec)) << spec;
+  for (const char* spec : {"/c.c", "/trunk/a.c", "/branches/b/a.c", "/x/f.c"}) EXPECT_FALSE(file(spec)) << spec;
+  EXPECT_EQ(cache_->nextFileId, 5u);
+  // Revisions 2, 4 and 8 lie in known branches; 5 (top level), 6 (deletion)
+  // and 7 (file copy) don't store one.
+  EXPECT_EQ(cache_->nextRevisionId, 3u);
+  EXPECT_NE(log.find("Added file (status=0): /README\n"), std::string::npos) << log;
+  EXPECT_NE(log.find("Added revision (status=0): 8\n"), std::string::npos);
+  EXPECT_EQ(log.find("Added revision (status=0): 5\n"), std::string::npos);
+
+  REQUIRE_DUMP_TOOL();
+  const std::string a = std::to_string(fileId("/a.c"));
+  const std::string f = std::to_string(fileId("/f.c"));
+  const std::string g = std::to_string(fileId("/g.c"));
+  DumpTables t = rows();
+  ASSERT_EQ(count(t, "revision"), 3u);
+  auto r2 = where(t, "revision", "revision_number", "2");
+  ASSERT_EQ(r2.size(), 1u);
+  EXPECT_EQ(r2[0]["parent_branch_id"], "0");
+  EXPECT_EQ(r2[0]["revision_author"], "carl");
+  EXPECT_EQ(r2[0]["revision_comments"], "first code");
+  // The branch's path comes first in the log, so it decides for the commit.
+  auto r4 = where(t, "revision", "revision_number", "4");
+  ASSERT_EQ(r4.size(), 1u);
+  EXPECT_EQ(r4[0]["parent_branch_id"], std::to_string(bId));
+  auto r8 = where(t, "revision", "revision_number", "8");
+  ASSERT_EQ(r8.size(), 1u);
+  EXPECT_EQ(r8[0]["parent_branch_id"], "0");
+
+  auto x4 = where(t, "file_revision_xref", "revision_id", r4[0]["revision_id"]);
+  ASSERT_EQ(x4.size(), 2u);  // both sides of the change are "/a.c"
+  for (const DumpRow& x : x4) {
+    EXPECT_EQ(x.at("file_id"), a);
+    EXPECT_EQ(x.at("revision_number"), "4");
+  }
+  std::multiset<std::string> files8;
+  for (const DumpRow& x : where(t, "file_revision_xref", "revision_id", r8[0]["revision_id"]))
+    files8.insert(x.at("file_id"));
+  EXPECT_EQ(files8, (std::multiset<std::string>{f, g}));
+  EXPECT_EQ(count(t, "file_revision_xref"), 6u);
+}
+
+TEST_F(RevisionIngestTest, RepeatedAndOverlappingRunsAddOnlyNewCommits) {
+  MakeRevisionHistory(repo_);
+  ingest();
+  const uint32_t files = cache_->nextFileId;
+  const uint32_t revisions = cache_->nextRevisionId;
+  std::string again = ingest();
+  EXPECT_EQ(again.find("Added"), std::string::npos) << again;
+  EXPECT_EQ(cache_->nextFileId, files);
+  EXPECT_EQ(cache_->nextRevisionId, revisions);
+
+  // New work, asked for with an overlap as a later run does.
+  std::string v = repo_.source("three\n");
+  ASSERT_TRUE(repo_.mucc("put " + v + " branches/b/new.c put " + v + " branches/b/a.c", "more"));  // r9
+  std::string later = ingest(4);
+  EXPECT_NE(later.find("Added file (status=0): /new.c\n"), std::string::npos) << later;
+  EXPECT_NE(later.find("Added revision (status=0): 9\n"), std::string::npos);
+  EXPECT_EQ(later.find("Added revision (status=0): 4\n"), std::string::npos);
+  reopen();
+  EXPECT_EQ(cache_->nextFileId, files + 1);
+  EXPECT_EQ(cache_->nextRevisionId, revisions + 1);
+
+  REQUIRE_DUMP_TOOL();
+  DumpTables t = rows();
+  EXPECT_EQ(count(t, "revision"), revisions + 1);
+  EXPECT_EQ(count(t, "file_revision_xref"), 8u);
+}
+
+}  // namespace
