@@ -171,6 +171,35 @@ TEST(CacheSession, LastUpdateTimeSurvivesCloseAndReopen) {
   EXPECT_EQ(read, when);
 }
 
+// A file of an older format can't be opened for writing; it is replaced by
+// a new cache. A file left open for writing is refused as it is.
+TEST(CacheSession, OlderFormatIsReplacedAndAnUncleanFileRefused) {
+  ScratchDir dir;
+  std::string file = dir.file("cache.db");
+  {
+    auto cache = OpenCache(file);
+    VCFileInfo f;
+    f.spec = "/old.c";
+    ASSERT_EQ(cache->insertFile(f), 0);
+  }
+  std::string image = ReadWholeFile(file);
+  std::string older = image;
+  older.replace(4, 2, std::string("\x08\x07", 2));  // format 1800
+  WriteWholeFile(file, older);
+  {
+    VCDataLayer cache(kUrl, file.c_str(), kVersion);
+    std::string log = CaptureLog([&] { EXPECT_EQ(cache.open(), 0); });
+    EXPECT_NE(log.find("Creating cache database " + file + "\n"), std::string::npos) << log;
+    EXPECT_EQ(cache.nextFileId, 0u);
+  }
+  std::string unclean = image;
+  unclean[47] = 1;
+  WriteWholeFile(file, unclean);
+  VCDataLayer cache(kUrl, file.c_str(), kVersion);
+  EXPECT_EQ(cache.open(), BT_STATUS_NOT_CLOSED_CLEANLY);
+  EXPECT_EQ(ReadWholeFile(file), unclean);
+}
+
 TEST(CacheSession, CloseTwiceAndReopenTheSameObject) {
   ScratchDir dir;
   std::string file = dir.file("cache.db");
