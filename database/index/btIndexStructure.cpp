@@ -6,6 +6,7 @@
 #include "database/btStoredRecord.h"
 #include "database/btTableInfo.h"
 #include "database/index/btBlockHashTable.h"
+#include "database/index/btBtreeIndex.h"
 #include "database/index/btIndexIterator.h"
 #include "database/index/btIndexLock.h"
 #include "database/index/btLargeHashTable.h"
@@ -59,10 +60,12 @@ int32_t servingKind(uint32_t kind) {
   }
 }
 
-// Constructs the structure of a persistent hash kind; the others are not
-// built yet and give null with BT_STATUS_UNSUPPORTED.
+// Constructs the structure of a kind. The sorted arrays and the memory
+// hash table are not built yet and give null with BT_STATUS_UNSUPPORTED;
+// memory kinds will be filled by their own rebuild here once they exist.
 btIndexStructure* construct(btIndexDefinition* d, int32_t* status) {
   switch (d->indexType) {
+    case 0: return new btBtreeIndex(d);
     case 3: case 17: return new btSmallHashTable(d);
     case 4: return new btBlockHashTable(d);
     case 9: return new btLargeHashTable(d);
@@ -268,6 +271,7 @@ int32_t createIndexStructure(btDatabase* db, btIndexDefinition* d) {
   if (!d) return BT_STATUS_NO_INDEX_ROOT;
   if (!db) return BT_STATUS_NO_DATABASE;
   switch (d->indexType) {
+    case 0: return btBtreeIndex::create(db, d);
     case 3: case 17: return btSmallHashTable::create(db, d);
     case 4: return btBlockHashTable::create(db, d);
     case 9: return btLargeHashTable::create(db, d);

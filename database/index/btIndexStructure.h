@@ -151,9 +151,9 @@ class btSortedIndexStructure : public btIndexStructure {
 // When `status` is given it receives the reason for a null result.
 btIndexStructure* structureOf(btIndexDefinition* definition, int32_t* status = nullptr);
 
-// Creates the stored root of a persistent hash kind (3, 4, 9, 17) and sets
-// the definition's root, first node and last node. Other kinds give
-// BT_STATUS_UNSUPPORTED until their structures exist.
+// Creates the stored root of a B-tree (0) or a persistent hash kind (3, 4,
+// 9, 17) and sets the definition's root, first node and last node. Other
+// kinds give BT_STATUS_UNSUPPORTED until their structures exist.
 int32_t createIndexStructure(btDatabase* database, btIndexDefinition* definition);
 
 // Whether records of this index carry a chain link pair.

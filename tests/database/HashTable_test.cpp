@@ -217,4 +217,34 @@ TEST(HashTable, ExistingKeysAreFoundAsTheWantedRecord) {
   EXPECT_EQ(second, seeks[1]);
 }
 
+
+TEST(IndexFactory, OpensReopensAndReplacesStructures) {
+  HashTableHarness h("index_factory.tvdb", {3, 3, 100, 512});
+  ASSERT_EQ(0, h.insert(1));
+  btIndexStructure* s = structureOf(h.definition_);
+  EXPECT_EQ(h.structure_, s);  // the same root: the same object
+  // A new root, as a conversion sets one, reopens the object in place.
+  btSeek oldRoot = h.definition_->root;
+  ASSERT_EQ(0, createIndexStructure(h.db_.get(), h.definition_));
+  EXPECT_NE(oldRoot, h.definition_->root);
+  EXPECT_EQ(s, structureOf(h.definition_));
+  EXPECT_EQ(h.definition_->root, h.definition_->openedRoot);
+  btIndexIterator it(h.definition_);
+  EXPECT_EQ(BT_STATUS_NOT_FOUND, s->first(&it));
+  // A change of kind replaces the structure by the kind's own.
+  struct {
+    uint8_t kind;
+    uint32_t own;
+  } changes[] = {{4, 4}, {9, 9}, {17, 3}, {0, 0}};
+  for (auto& c : changes) {
+    h.definition_->setIndexType(c.kind);
+    ASSERT_EQ(0, createIndexStructure(h.db_.get(), h.definition_)) << int(c.kind);
+    btIndexStructure* now = structureOf(h.definition_);
+    ASSERT_NE(nullptr, now) << int(c.kind);
+    EXPECT_EQ(c.own, now->indexKind());
+    EXPECT_EQ(BT_STATUS_NOT_FOUND, now->first(&it)) << int(c.kind);
+  }
+  h.structure_ = nullptr;
+}
+
 }  // namespace
