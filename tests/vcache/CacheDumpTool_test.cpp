@@ -124,6 +124,46 @@ TEST(CacheDumpTool, RefusedFilesGiveOneLineAndANonZeroExit) {
   EXPECT_EQ(ReadWholeFile(notClosed).substr(47, 1), std::string(1, '\1'));
 }
 
+// Rows written by the session come out with every field, in field order;
+// texts are escaped in each form so a row stays on its line.
+TEST(CacheDumpTool, RowsOfTheWritersWithEscapedTexts) {
+  ScratchDir dir;
+  std::string file = dir.file("cache.db");
+  {
+    auto cache = OpenCache(file);
+    VCBranchInfo trunk = MakeBranch("/trunk", "-1", -1);
+    VCBranchInfo branch = MakeBranch("/branches/b", "8");
+    branch.comments = "line one\nsaid \"hi\"\tand \\ left";
+    ASSERT_EQ(cache->insertBranch(trunk), 0);
+    ASSERT_EQ(cache->insertBranch(branch), 0);
+    ASSERT_EQ(cache->insertFileRevisionXref(4, 9, "8"), 0);
+  }
+  // 133000000000000000 is 2022-06-18T04:26:40Z.
+  ToolRun json = RunDump(dir, file + " --json");
+  ASSERT_EQ(json.exitCode, 0) << json.err;
+  EXPECT_NE(json.out.find("  \"branch\": [\n"
+                          "    {\"branch_id\": 0, \"parent_branch_id\": 4294967295, \"branch_number\": \"-1\", "
+                          "\"branch_copy_from_number\": \"1\", \"branch_time_stamp\": \"2022-06-18T04:26:40Z\", "
+                          "\"branch_name\": \"/trunk\", \"branch_author\": \"alice\", \"branch_comments\": \"made a branch\"},\n"
+                          "    {\"branch_id\": 1, \"parent_branch_id\": 0, \"branch_number\": \"8\", "
+                          "\"branch_copy_from_number\": \"1\", \"branch_time_stamp\": \"2022-06-18T04:26:40Z\", "
+                          "\"branch_name\": \"/branches/b\", \"branch_author\": \"alice\", "
+                          "\"branch_comments\": \"line one\\nsaid \\\"hi\\\"\\tand \\\\ left\"}\n"
+                          "  ],\n"),
+            std::string::npos)
+      << json.out;
+  EXPECT_NE(json.out.find("\"file_revision_xref\": [\n    {\"file_id\": 4, \"revision_id\": 9, \"revision_number\": \"8\"}\n  ]"),
+            std::string::npos)
+      << json.out;
+
+  ToolRun text = RunDump(dir, file);
+  ASSERT_EQ(text.exitCode, 0) << text.err;
+  EXPECT_NE(text.out.find("table branch (2 rows)\n  row 0\n    branch_id: 0\n"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("  row 1\n    branch_id: 1\n    parent_branch_id: 0\n"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("    branch_comments: line one\\nsaid \"hi\"\\tand \\\\ left\n"), std::string::npos)
+      << text.out;
+}
+
 TEST(CacheDumpTool, BadArgumentsShowTheUsage) {
   ScratchDir dir;
   for (const char* args : {"", "--xml x.db", "a.db b.db"}) {
