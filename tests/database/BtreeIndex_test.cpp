@@ -214,13 +214,13 @@ TEST(BtreeEdges, RemoveAllFreesNodesForReuse) {
   btSeek root = f.def.root;
   btIndexIterator it;
   ASSERT_EQ(0, f.tree->removeAll(&it));
+  EXPECT_EQ(root, f.def.root);
   EXPECT_TRUE(f.tree->isEmpty());
   EXPECT_EQ(f.def.root, f.def.firstNode);
   EXPECT_EQ(f.def.root, f.def.lastNode);
   uint64_t entries = 1;
   ASSERT_EQ(0, f.tree->checkTree(&entries));
   EXPECT_EQ(0u, entries);
-  (void)root;
   // Growing again takes the freed blocks before the file grows.
   f.keys->links.clear();
   for (uint32_t i = 0; i < 3000; i++) {
