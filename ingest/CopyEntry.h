@@ -35,7 +35,7 @@ struct CopyEntry {
   bool readTarget(int32_t document, int32_t entry);
   // The two copy-source attributes of the target, empty when missing.
   void readSource(int32_t document);
-  // Whether the first `prefixLength` characters of the path, stripped,
+  // Whether as many characters of the path as `prefix` has, stripped,
   // equal `prefix`.
   bool pathBeginsWith(const char* prefix) const;
 };

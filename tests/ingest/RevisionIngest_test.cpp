@@ -150,3 +150,49 @@ TEST_F(RevisionIngestTest, RepeatedAndOverlappingRunsAddOnlyNewCommits) {
 }
 
 }  // namespace
+
+namespace {
+
+// The same rules for a commit made from a working copy: added and changed
+// files on both sides and a deletion in one commit.
+TEST_F(RevisionIngestTest, WorkingCopyCommitAcrossTrunkAndBranch) {
+  ASSERT_TRUE(repo_.mucc("mkdir trunk mkdir branches", "layout"));  // r1
+  ASSERT_TRUE(repo_.update());
+  repo_.write("trunk/x.c", "x\n");
+  repo_.write("trunk/gone.c", "g\n");
+  ASSERT_TRUE(repo_.svn("add trunk/x.c trunk/gone.c"));
+  ASSERT_TRUE(repo_.commit("files"));  // r2
+  ASSERT_TRUE(repo_.svn("copy trunk branches/w"));
+  ASSERT_TRUE(repo_.commit("branch"));  // r3
+  repo_.write("trunk/x.c", "x2\n");
+  repo_.write("branches/w/x.c", "x3\n");
+  repo_.write("branches/w/y.c", "y\n");
+  ASSERT_TRUE(repo_.svn("add branches/w/y.c"));
+  ASSERT_TRUE(repo_.svn("rm trunk/gone.c"));
+  ASSERT_TRUE(repo_.commit("both", "eve"));  // r4
+  ingest();
+
+  const int32_t w = branchId("/branches/w");
+  ASSERT_GE(w, 1);
+  EXPECT_GE(fileId("/x.c"), 0);
+  EXPECT_GE(fileId("/y.c"), 0);
+  EXPECT_GE(fileId("/gone.c"), 0);  // from r2
+  EXPECT_EQ(cache_->nextFileId, 3u);
+  EXPECT_EQ(cache_->nextRevisionId, 2u);  // r2 and r4
+
+  REQUIRE_DUMP_TOOL();
+  const std::string x = std::to_string(fileId("/x.c"));
+  const std::string y = std::to_string(fileId("/y.c"));
+  DumpTables t = rows();
+  auto r4 = where(t, "revision", "revision_number", "4");
+  ASSERT_EQ(r4.size(), 1u);
+  EXPECT_EQ(r4[0]["parent_branch_id"], std::to_string(w));
+  EXPECT_EQ(r4[0]["revision_author"], "eve");
+  std::multiset<std::string> files;
+  for (const DumpRow& r : where(t, "file_revision_xref", "revision_id", r4[0]["revision_id"]))
+    files.insert(r.at("file_id"));
+  // "/branches/w/x.c", "/branches/w/y.c", "/trunk/x.c"; the deletion has none.
+  EXPECT_EQ(files, (std::multiset<std::string>{x, y, x}));
+}
+
+}  // namespace
