@@ -196,10 +196,24 @@ int32_t btAbstractHashTable::insertKey(btIndexIterator* it, btStoredRecord* reco
 
 int32_t btAbstractHashTable::unlinkDuplicate(btIndexIterator* it, btStoredRecord* record,
                                              btSeek seek) {
-  (void)record;
+  int32_t rc = checkReachable();
+  if (rc < 0) return rc;
+  btDatabase* db = database();
+  btIndexLock lock(db, true);
+  if (!hasLinks()) return BT_STATUS_HASH_COLLISION;
+  // The bucket of the record's key tells whether it heads its chain.
+  uint64_t b = 0;
+  btSeek h = 0;
+  if (record && buckets_) {
+    b = keyHash(record, definition_) % buckets_;
+    h = bucket(cacheFile(), b);
+    it->chainHead = static_cast<int32_t>(h);
+  }
   btSeek head = 0;
-  btIndexLock lock(database(), true);
-  return it->unlinkDuplicate(seek, false, &head);
+  rc = it->unlinkDuplicate(seek, false, &head);
+  if (rc < 0) return rc;
+  if (h && h == seek) rc = setBucket(db, b, head);
+  return rc;
 }
 
 int32_t btAbstractHashTable::removeCurrent(btIndexIterator* it) {

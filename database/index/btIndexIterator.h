@@ -13,7 +13,14 @@
 // 0); positioned. A failing step clears the position and stays bound.
 //
 // Ownership: the definition is not owned. Threading: one thread; the
-// caller holds the database lock around every positioning call.
+// structures take the database lock around every positioning call. A bound
+// iterator does not yet hold a reader count on the database (the database
+// lock is not a reader-writer lock yet); closing a database under a bound
+// iterator is the caller's fault until then.
+//
+// Chains kept in stored lists by files older than format 2000 (a negative
+// chain head) are not read: chain operations on them give
+// BT_STATUS_UNSUPPORTED.
 #pragma once
 
 #include <cstdint>

@@ -247,4 +247,29 @@ TEST(IndexFactory, OpensReopensAndReplacesStructures) {
   h.structure_ = nullptr;
 }
 
+
+TEST(HashTable, UnlinkingTheHeadMovesTheBucketToItsSuccessor) {
+  HashTableHarness h("hash_unlink_head.tvdb", {4, 3, 10, 512});
+  btSeek a = 0, b = 0, c = 0;
+  ASSERT_EQ(0, h.insert(4, &a));
+  ASSERT_EQ(0, h.insert(4, &b));
+  ASSERT_EQ(0, h.insert(14, &c));
+  btStoredRecord ra;
+  ASSERT_EQ(0, btLoadIndexRecord(h.definition_, a, &ra));
+  btIndexIterator it(h.definition_);
+  ASSERT_EQ(0, h.structure_->unlinkDuplicate(&it, &ra, a));
+  EXPECT_EQ(b, h.hash_->bucket(h.db_->getCacheFile(), 4));
+  h.reopen();
+  EXPECT_EQ(b, h.hash_->readBucket(h.db_->getCacheFile(), 4));
+  btStoredRecord key;
+  h.keyRecord(&key, 4);
+  ASSERT_EQ(0, h.structure_->find(&it, &key, BT_FIND_ANY, false));
+  EXPECT_EQ(b, it.record);
+  EXPECT_EQ(BT_STATUS_NOT_FOUND, h.structure_->nextEqual(&it));
+  EXPECT_FALSE(it.isPositioned());  // a failing step clears the position
+  ASSERT_EQ(0, h.structure_->find(&it, &key, BT_FIND_ANY, false));
+  ASSERT_EQ(0, h.structure_->next(&it));
+  EXPECT_EQ(c, it.record);
+}
+
 }  // namespace
