@@ -290,25 +290,24 @@ int32_t insertLocked(btDatabase* db, btTableInfo* table, btStoredRecord* record,
     seek = freeHead;
   }
 
-  if (table->hasChain()) {
-    if (oldLast) {
-      rc = writeChainWord(table, oldLast, 0, seek);
-      if (rc < 0) {
-        // Placed but not chained: give the slot back where it came from.
-        if (fromFreeList) {
-          writeChainWord(table, seek, 0, table->hdr.freeRecordHead);
-          table->setFreeRecordHead(seek);
-        } else {
-          releaseSlot(db, cf, seek, table);
-        }
-        return rc;
+  if (table->hasChain() && oldLast) {
+    rc = writeChainWord(table, oldLast, 0, seek);
+    if (rc < 0) {
+      // Placed but not chained: give the slot back where it came from.
+      if (fromFreeList) {
+        writeChainWord(table, seek, 0, table->hdr.freeRecordHead);
+        table->setFreeRecordHead(seek);
+      } else {
+        releaseSlot(db, cf, seek, table);
       }
-    } else {
-      table->setFirstRecord(seek);
+      return rc;
     }
   }
-  table->setRecordCount(table->hdr.recordCount + 1);
-  table->setLastRecord(seek);
+  // The header fields change together and the image is marked once.
+  if (table->hasChain() && !oldLast) table->hdr.firstRecord = seek;
+  table->hdr.recordCount++;
+  table->hdr.lastRecord = seek;
+  table->commitHeader();
   if (seekOut) *seekOut = seek;
 
   for (uint32_t i = 0; i < indexCount; i++) {
@@ -427,9 +426,12 @@ int32_t loadRecord(btTableInfo* table, btStoredRecord* record, btSeek seek) {
   if (!usable(db)) return BT_STATUS_NO_DATABASE;
   if (!seek) return BT_STATUS_NOT_FOUND;
   btCacheLockGuard lock(db->getCacheFile()->cache);
-  int32_t rc = initRecord(record, table);
-  if (rc < 0) return rc;
-  rc = loadSlotObject(record, db->getCacheFile(), seek, false);
+  // What initRecord would do before a load: let any old image go and take
+  // the table; the load then replaces the image.
+  record->returnBorrowedImage();
+  record->releaseImage();
+  record->table = table;
+  int32_t rc = loadSlotObject(record, db->getCacheFile(), seek, false);
   if (rc < 0) return rc;
   return detachObject(record);
 }
