@@ -42,7 +42,6 @@ class SvnScratchRepo {
   // False when the tools are missing or the repository couldn't be made.
   bool ready() const { return ok_; }
   std::string url() const { return "file://" + repo_; }
-  const std::string& workingCopy() const { return wc_; }
   std::string file(const std::string& name) const { return dir_.file(name); }
 
   // One commit of svnmucc actions on repository paths, for example
