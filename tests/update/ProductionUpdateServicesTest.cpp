@@ -51,19 +51,30 @@ TEST(ProductionUpdateServices, DeleteIgnoresAMissingFile) {
   services.deleteFile(file.c_str());
 }
 
-// The cache and the parser are linked in later steps; until then each
-// answers with the failure its caller already handles.
-TEST(ProductionUpdateServices, UnlinkedSeamsAnswerWithTheirDocumentedFailure) {
+// Without an open session the cache calls fail instead of touching a file,
+// and the parser reports an unreadable log as -1.
+TEST(ProductionUpdateServices, CacheCallsWithoutASessionFail) {
+  ScratchDir dir;
   ProductionUpdateServices services;
-  EXPECT_EQ(services.openCache("file:///r", "cache.db", 7), -1);
   cmDateStamp stamp = 42;
-  EXPECT_EQ(services.getLastUpdateTime(stamp), -1);
+  EXPECT_NE(services.getLastUpdateTime(stamp), 0);
   EXPECT_EQ(stamp, 0u);
-  EXPECT_EQ(services.setLastUpdateTime(1), -1);
-  EXPECT_EQ(services.parseSvnLog("log.xml"), -1);
-  EXPECT_EQ(services.parseSvnLogForMaxRevision("log.xml"), -1);
+  EXPECT_NE(services.setLastUpdateTime(1), 0);
+  EXPECT_EQ(services.parseSvnLogForMaxRevision(dir.file("missing.xml").c_str()), -1);
+  EXPECT_EQ(services.parseSvnLog(dir.file("missing.xml").c_str()), -1);
   services.closeCache();
   services.closeCache();
+}
+
+// A cache in a folder that does not exist cannot be opened; the services
+// keep no session behind.
+TEST(ProductionUpdateServices, UnopenableCacheLeavesNoSession) {
+  ScratchDir dir;
+  ProductionUpdateServices services;
+  EXPECT_NE(services.openCache("file:///r", dir.file("no-such-dir/cache.db").c_str(), 7), 0);
+  cmDateStamp stamp = 42;
+  EXPECT_NE(services.getLastUpdateTime(stamp), 0);
+  EXPECT_FALSE(std::filesystem::exists(dir.file("no-such-dir")));
 }
 
 }  // namespace

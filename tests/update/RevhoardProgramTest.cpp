@@ -45,9 +45,13 @@ TEST(RevhoardProgram, FiveArgumentsWriteTheStatusFileBesideTheCache) {
   std::filesystem::create_directories(dir.file("dir.x"));
   const std::string cache = dir.file("dir.x/cache");
   ProgramRun run = RunRevhoard(dir, " svn file:///r '" + cache + "' '" + dir.file("log.xml") + "' 7");
-  EXPECT_EQ(run.exitStatus, 254);
-  EXPECT_EQ(ReadWholeFile(dir.file("dir.x/cache_status.txt")),
-            "-2;Error opening SVN cache \"" + cache + "\": error code -1");
+  // The cache opens; the client then finds no repository at file:///r, so
+  // the head revision cannot be fetched.
+  EXPECT_EQ(run.exitStatus, 252);
+  EXPECT_EQ(ReadWholeFile(dir.file("dir.x/cache_status.txt")).rfind(
+                "-4;Error retrieving the current revision of the repository from SVN: error code ", 0),
+            0u);
+  EXPECT_TRUE(std::filesystem::exists(cache));
   EXPECT_EQ(run.out.rfind("Beginning SVN cache update.\nsvnPath = \"svn\"\n", 0), 0u) << run.out;
 }
 
