@@ -91,7 +91,9 @@ TEST(BtreeNodeLayout, CompactLeafInEachWidth) {
       EXPECT_EQ(0x6D616E67u, le32(b, 20));  // "mang"
     } else {
       EXPECT_EQ(0x6D616E676F000000ull, le64(b, 20));  // "mango"
-      if (sum == 16) EXPECT_EQ(0u, le64(b, 28));
+      if (sum == 16) {
+        EXPECT_EQ(0u, le64(b, 28));
+      }
     }
   }
 }
@@ -329,6 +331,8 @@ INSTANTIATE_TEST_SUITE_P(
                       ModelRun{BT_INDEX_SUMMARY8, true, 20000, 30000, 5000, 3, 3},
                       ModelRun{BT_INDEX_SUMMARY16 | BT_INDEX_DUPLICATES, true, 20000, 4000, 5000, 4, 3},
                       ModelRun{BT_INDEX_SUMMARY16, false, 12000, 100000, 4000, 5, 3},
-                      ModelRun{0, true, 20000, 50000, 5000, 6, 3}));
+                      ModelRun{0, true, 20000, 50000, 5000, 6, 3},
+                      ModelRun{BT_INDEX_DUPLICATES, false, 20000, 3000, 5000, 7, 2, true},
+                      ModelRun{BT_INDEX_SUMMARY16, true, 20000, 50000, 5000, 8, 3, true}));
 
 }  // namespace

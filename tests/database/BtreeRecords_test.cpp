@@ -37,7 +37,9 @@ class StoredTree {
     EXPECT_EQ(0, t.addIndex("by_path", 0, flags, 0, 0, 0, "path"));
     EXPECT_EQ(0, addTable(db_.get(), &t));
     bind();
-    if (def_ && !def_->root) EXPECT_EQ(0, btBtreeIndex::create(db_.get(), def_));
+    if (def_ && !def_->root) {
+      EXPECT_EQ(0, btBtreeIndex::create(db_.get(), def_));
+    }
   }
   ~StoredTree() {
     tree_.reset();
