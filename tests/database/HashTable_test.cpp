@@ -126,6 +126,7 @@ TEST(HashTable, RemoveAllEmptiesEveryKind) {
     EXPECT_EQ(BT_STATUS_NOT_FOUND, h.structure_->last(&it));
     h.model_.clear();
     h.reopen();
+    it.bind(h.definition_);
     EXPECT_EQ(BT_STATUS_NOT_FOUND, h.structure_->first(&it));
     ASSERT_EQ(0, h.insert(5));
     h.checkScans();
@@ -254,12 +255,15 @@ TEST(HashTable, UnlinkingTheHeadMovesTheBucketToItsSuccessor) {
   ASSERT_EQ(0, h.insert(4, &a));
   ASSERT_EQ(0, h.insert(4, &b));
   ASSERT_EQ(0, h.insert(14, &c));
-  btStoredRecord ra;
-  ASSERT_EQ(0, btLoadIndexRecord(h.definition_, a, &ra));
-  btIndexIterator it(h.definition_);
-  ASSERT_EQ(0, h.structure_->unlinkDuplicate(&it, &ra, a));
-  EXPECT_EQ(b, h.hash_->bucket(h.db_->getCacheFile(), 4));
+  {
+    btStoredRecord ra;  // its pin must go before the close
+    ASSERT_EQ(0, btLoadIndexRecord(h.definition_, a, &ra));
+    btIndexIterator unlinking(h.definition_);
+    ASSERT_EQ(0, h.structure_->unlinkDuplicate(&unlinking, &ra, a));
+    EXPECT_EQ(b, h.hash_->bucket(h.db_->getCacheFile(), 4));
+  }
   h.reopen();
+  btIndexIterator it(h.definition_);
   EXPECT_EQ(b, h.hash_->readBucket(h.db_->getCacheFile(), 4));
   btStoredRecord key;
   h.keyRecord(&key, 4);
