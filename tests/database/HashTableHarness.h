@@ -49,8 +49,9 @@ class HashTableHarness {
     EXPECT_EQ(0, t.addIndex("by_key", setup.kind, setup.flags, setup.buckets, 0, 0, "key"));
     EXPECT_EQ(0, addTable(db_.get(), &t));
     bindTable();
-    if (definition_ && !definition_->root)
+    if (definition_ && !definition_->root) {
       EXPECT_EQ(0, createIndexStructure(db_.get(), definition_));
+    }
     open();
   }
   ~HashTableHarness() {
