@@ -1,0 +1,185 @@
+// First import of a generated repository: the client's time alone for the
+// batches of a first import against revhoard's whole run over the same
+// repository, in the same process run, plus revhoard's peak memory and the
+// cost of parsing and storing one batch with the client out of the picture.
+//
+//   bench_first_import [REVISIONS=200000] [SCRATCH=/dev/shm]
+//
+// The repository is made from a generated dump (one to three file changes a
+// revision, a branch every 500 revisions, a tag every 2000, a deletion every
+// 50) loaded with `svnadmin load`. The revhoard binary is taken from the
+// build tree beside this program.
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string props(const std::vector<std::pair<std::string, std::string>>& kv) {
+  std::string s;
+  for (const auto& [k, v] : kv) s += "K " + std::to_string(k.size()) + "\n" + k + "\nV " + std::to_string(v.size()) + "\n" + v + "\n";
+  return s + "PROPS-END\n";
+}
+
+std::string date(long r) {
+  long s = r * 37;  // 37 seconds apart from 2020-01-01
+  long day = s / 86400, rest = s % 86400;
+  // Days from 2020-01-01 to a calendar date; months of fixed lengths suffice
+  // for a strictly increasing stamp, so use a 30-day month, 12-month year.
+  long year = 2020 + day / 360, month = 1 + (day % 360) / 30, dom = 1 + day % 30;
+  char text[64];
+  std::snprintf(text, sizeof text, "%04ld-%02ld-%02ldT%02ld:%02ld:%02ld.000000Z", year, month, dom, rest / 3600,
+                (rest / 60) % 60, rest % 60);
+  return text;
+}
+
+void node(std::ofstream& out, const std::string& path, const char* kind, const char* action,
+          const std::string* text = nullptr, const std::string* fromPath = nullptr, long fromRev = 0) {
+  out << "Node-path: " << path << "\nNode-kind: " << kind << "\nNode-action: " << action << "\n";
+  if (fromPath) out << "Node-copyfrom-rev: " << fromRev << "\nNode-copyfrom-path: " << *fromPath << "\n";
+  bool add = std::string(action) == "add" && !fromPath;
+  size_t propLen = add ? 10 : 0;
+  if (add) out << "Prop-content-length: 10\n";
+  if (text) out << "Text-content-length: " << text->size() << "\n";
+  out << "Content-length: " << propLen + (text ? text->size() : 0) << "\n\n";
+  if (add) out << "PROPS-END\n";
+  if (text) out << *text;
+  out << "\n";
+}
+
+void writeDump(const std::string& file, long head) {
+  std::ofstream out(file, std::ios::binary);
+  out << "SVN-fs-dump-format-version: 2\n\n";
+  const int kFiles = 64;
+  long branches = 0, tags = 0;
+  for (long r = 0; r <= head; ++r) {
+    std::string p = r == 0 ? props({{"svn:date", date(0)}})
+                           : props({{"svn:author", "dev" + std::to_string(r % 7)},
+                                    {"svn:date", date(r)},
+                                    {"svn:log", "Change " + std::to_string(r) + " & fix <" + std::to_string(r % 13) + ">"}});
+    out << "Revision-number: " << r << "\nProp-content-length: " << p.size() << "\nContent-length: " << p.size()
+        << "\n\n" << p << "\n";
+    if (r == 0) continue;
+    if (r == 1) {
+      node(out, "trunk", "dir", "add");
+      node(out, "branches", "dir", "add");
+      node(out, "tags", "dir", "add");
+      node(out, "trunk/src", "dir", "add");
+      for (int f = 0; f < kFiles; ++f) {
+        std::string text = "file " + std::to_string(f) + "\n";
+        node(out, "trunk/src/f" + std::to_string(f) + ".c", "file", "add", &text);
+      }
+      continue;
+    }
+    std::string trunk = "trunk";
+    if (r % 2000 == 0) {
+      std::string to = "tags/v" + std::to_string(++tags);
+      node(out, to, "dir", "add", nullptr, &trunk, r - 1);
+      continue;
+    }
+    if (r % 500 == 0) {
+      std::string to = "branches/b" + std::to_string(++branches);
+      node(out, to, "dir", "add", nullptr, &trunk, r - 1);
+      continue;
+    }
+    int changes = 1 + int(r % 3);
+    for (int c = 0; c < changes; ++c) {
+      long f = (r * 7 + c * 13) % kFiles;
+      std::string text = "r" + std::to_string(r) + " c" + std::to_string(c) + "\n";
+      node(out, "trunk/src/f" + std::to_string(f) + ".c", "file", "change", &text);
+    }
+  }
+}
+
+double seconds(std::chrono::steady_clock::time_point since) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
+}
+
+int run(const std::string& command) {
+  int status = std::system(command.c_str());
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  long head = argc > 1 ? std::atol(argv[1]) : 200000;
+  fs::path scratch = argc > 2 ? fs::path(argv[2]) : (fs::exists("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path());
+  fs::path dir = scratch / ("rh-bench-import-" + std::to_string(head));
+  fs::path self = fs::canonical("/proc/self/exe").parent_path();
+  std::string revhoard = (self.parent_path() / "revhoard").string();
+  std::string svn = "svn";
+
+  fs::create_directories(dir);
+  std::string repo = (dir / "repo").string();
+  if (!fs::exists(repo)) {
+    auto t = std::chrono::steady_clock::now();
+    writeDump((dir / "repo.dump").string(), head);
+    if (run("svnadmin create '" + repo + "'") != 0 ||
+        run("svnadmin load -q --no-flush-to-disk '" + repo + "' < '" + (dir / "repo.dump").string() + "'") != 0) {
+      std::fprintf(stderr, "making the repository failed\n");
+      return 1;
+    }
+    fs::remove(dir / "repo.dump");
+    std::printf("repository of %ld revisions made in %.1f s (kept in %s)\n", head, seconds(t), dir.c_str());
+  }
+  std::string url = "file://" + repo;
+  std::string xml = (dir / "client.xml").string();
+
+  // The client alone, for exactly the batches a first import asks for.
+  auto t = std::chrono::steady_clock::now();
+  run(svn + " log --xml -v '" + url + "' -rHEAD > '" + xml + "'");
+  long start = head > 1000000 ? head - 1000000 : 0;
+  int batches = 0;
+  double oneBatch = 0;
+  for (long from = start; from <= head; from += 5000, ++batches) {
+    long to = std::min(from + 4999, head);
+    auto b = std::chrono::steady_clock::now();
+    if (run(svn + " log --xml -v '" + url + "' -r" + std::to_string(from) + ":" + std::to_string(to) + " > '" + xml +
+            "'") != 0) {
+      std::fprintf(stderr, "client failed on %ld:%ld\n", from, to);
+      return 1;
+    }
+    if (batches == 1) oneBatch = seconds(b);
+  }
+  double client = seconds(t);
+
+  // One whole batch parsed and stored with the client out of the picture:
+  // revhoard's "do not run log" mode over the last client output.
+  std::string batchXml = (dir / "batch.xml").string();
+  run(svn + " log --xml -v '" + url + "' -r5000:9999 > '" + batchXml + "'");
+  fs::remove(dir / "batch.db");
+  t = std::chrono::steady_clock::now();
+  int batchExit = run("'" + revhoard + "' " + svn + " '" + url + "' '" + (dir / "batch.db").string() + "' '" + batchXml +
+                      "' 1 0 1");
+  double parseStore = seconds(t);
+
+  // revhoard's whole first import.
+  fs::remove(dir / "cache.db");
+  t = std::chrono::steady_clock::now();
+  int exitCode = run("'" + revhoard + "' " + svn + " '" + url + "' '" + (dir / "cache.db").string() + "' '" +
+                     (dir / "log.xml").string() + "' 1 0");
+  double whole = seconds(t);
+  rusage usage{};
+  getrusage(RUSAGE_CHILDREN, &usage);
+
+  double own = whole - client;
+  std::printf("revisions %ld, batches %d\n", head, batches);
+  std::printf("client alone, all batches:        %8.2f s (one 5000-revision batch %.3f s)\n", client, oneBatch);
+  std::printf("revhoard whole first import:      %8.2f s (exit %d)\n", whole, exitCode);
+  std::printf("revhoard's own work (difference): %8.2f s = %.3f x the client's time\n", own, own / client);
+  std::printf("parse+store of one 5000-revision batch (client not run): %.3f s (exit %d) = %.3f x the client's batch\n",
+              parseStore, batchExit, oneBatch > 0 ? parseStore / oneBatch : 0.0);
+  std::printf("peak resident memory of the largest child (revhoard or svn): %.1f MiB\n", usage.ru_maxrss / 1024.0);
+  std::printf("cache file: %.1f MiB\n", fs::exists(dir / "cache.db") ? fs::file_size(dir / "cache.db") / 1048576.0 : 0.0);
+  return exitCode == 0 ? 0 : 1;
+}
