@@ -52,6 +52,8 @@ TEST(RevhoardProgram, FiveArgumentsWriteTheStatusFileBesideTheCache) {
                 "-4;Error retrieving the current revision of the repository from SVN: error code ", 0),
             0u);
   EXPECT_TRUE(std::filesystem::exists(cache));
+  // A failed run keeps the client's output for inspection.
+  EXPECT_TRUE(std::filesystem::exists(dir.file("log.xml")));
   EXPECT_EQ(run.out.rfind("Beginning SVN cache update.\nsvnPath = \"svn\"\n", 0), 0u) << run.out;
 }
 
