@@ -19,15 +19,15 @@ namespace {
 // files and files that came by copy don't count.
 constexpr const char* kChangedFileQuery = "paths/path[@kind='file'][not(@action='D')][not(@copyfrom-path)]";
 
-// The id of the `file` row for `spec`, stored now if it is new; -1 when the
+// The id of the `file` row for `fileSpec`, stored now if it is new; -1 when the
 // row could neither be found nor stored.
-int32_t fileIdOf(VCDataLayer& cache, const TVString& spec) {
+int32_t fileIdOf(VCDataLayer& cache, const TVString& fileSpec) {
   // Looked up first: a known file is the common case and should not take
   // the road of a refused insert.
-  std::unique_ptr<VCFileInfo> found(cache.getFileBySpec(spec));
+  std::unique_ptr<VCFileInfo> found(cache.getFileBySpec(fileSpec));
   if (found) return found->id;
   VCFileInfo file;
-  file.spec = spec;
+  file.spec = fileSpec;
   int32_t status = cache.insertFile(file);
   LogVerbose("Added file (status=%i): %s", status, file.spec.getCString());
   return file.id;
@@ -47,11 +47,11 @@ void storeRevision(VCDataLayer& cache, int32_t document, int32_t entry) {
     TVString path;
     if (!ingest::ReadPathText(document, paths[i], path)) continue;
     int32_t branchId = -1;
-    TVString spec;
-    ResolveBranchOfPath(&cache, path, branchId, spec);
+    TVString fileSpec;
+    ResolveBranchOfPath(&cache, path, branchId, fileSpec);
     // The first path in a known branch decides for the whole commit.
     if (revisionBranch == -1) revisionBranch = branchId;
-    int32_t fileId = fileIdOf(cache, spec);
+    int32_t fileId = fileIdOf(cache, fileSpec);
     if (fileId >= 0) fileIds.append(std::move(fileId));
   }
   if (revisionBranch < 0) return;

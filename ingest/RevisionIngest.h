@@ -5,7 +5,7 @@
 // with a cross reference from each file.
 //
 // ResolveBranchOfPath splits a repository path into its branch and the
-// file spec below it. Only "/trunk" and the second level ("/branches/b",
+// path relative to the branch root. Only "/trunk" and the second level ("/branches/b",
 // "/tags/t") are tried, so a file is identified across branches by the
 // path below the branch root.
 //

@@ -34,7 +34,7 @@ TEST_F(RevisionIngestTest, PathsSplitIntoBranchAndSpec) {
   struct Case {
     const char* path;
     int32_t branch;
-    const char* spec;
+    const char* fileSpec;
   } cases[] = {
       {"/trunk/a.c", trunk.id, "/a.c"},
       {"/trunk/src/deep/a.c", trunk.id, "/src/deep/a.c"},
@@ -51,10 +51,10 @@ TEST_F(RevisionIngestTest, PathsSplitIntoBranchAndSpec) {
   };
   for (const Case& c : cases) {
     int32_t branchId = 99;
-    tolvane::TVString spec("stale");
-    ResolveBranchOfPath(cache_.get(), tolvane::TVString(c.path), branchId, spec);
+    tolvane::TVString fileSpec("stale");
+    ResolveBranchOfPath(cache_.get(), tolvane::TVString(c.path), branchId, fileSpec);
     EXPECT_EQ(branchId, c.branch) << c.path;
-    EXPECT_EQ(Str(spec), c.spec) << c.path;
+    EXPECT_EQ(Str(fileSpec), c.fileSpec) << c.path;
   }
 }
 
@@ -80,8 +80,8 @@ TEST_F(RevisionIngestTest, FilesRevisionsAndCrossReferences) {
   const int32_t bId = branchId("/branches/b");
 
   // One row per path below the branch; copies and deletions make none.
-  for (const char* spec : {"/a.c", "/b.c", "/README", "/f.c", "/g.c"}) EXPECT_TRUE(file(spec)) << spec;
-  for (const char* spec : {"/c.c", "/trunk/a.c", "/branches/b/a.c", "/x/f.c"}) EXPECT_FALSE(file(spec)) << spec;
+  for (const char* name : {"/a.c", "/b.c", "/README", "/f.c", "/g.c"}) EXPECT_TRUE(file(name)) << name;
+  for (const char* name : {"/c.c", "/trunk/a.c", "/branches/b/a.c", "/x/f.c"}) EXPECT_FALSE(file(name)) << name;
   EXPECT_EQ(cache_->nextFileId, 5u);
   // Revisions 2, 4 and 8 lie in known branches; 5 (top level), 6 (deletion)
   // and 7 (file copy) don't store one.
