@@ -27,8 +27,10 @@ int32_t btSeekSet::unpack() {
   capacity = count = 0;
   shortForm = false;
   if (!image) return 0;
+  if (!headerFits(kShortHeader)) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
   uint8_t b3 = image[3];
   shortForm = b3 >= 128 && b3 != 255;
+  if (!shortForm && !headerFits(kLongHeader)) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
   if (shortForm) {
     capacity = btGet16(image) & 0x7FFF;
     count = btGet16(image + 2) & 0x7FFF;

@@ -19,6 +19,11 @@ void btStoredObject::releaseImage() {
   ownedSize = 0;
 }
 
+bool btStoredObject::headerFits(uint64_t n) const {
+  if (!block || !cacheFile) return true;
+  return static_cast<uint64_t>(image - block) + n <= cacheFile->blockSize;
+}
+
 bool btStoredObject::markImageDirty() {
   if (!block) return false;
   if (!mapped && cacheFile) {

@@ -40,6 +40,10 @@ class btStoredObject {
   // Marks the bound block dirty (unless mapped); true when it was bound.
   bool markImageDirty();
   bool isBound() const { return block != nullptr; }
+  // Whether `n` bytes from the image lie inside its block. Every unpack asks
+  // this before reading a header: a damaged seek may name the last bytes of
+  // a block. A private copy was checked when it was made.
+  bool headerFits(uint64_t n) const;
 
   uint64_t ownedSize = 0;      // size of a private image; 0 while in a block
   uint8_t* block = nullptr;    // data of the cached block holding the image

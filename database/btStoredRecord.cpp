@@ -85,6 +85,7 @@ int32_t btStoredRecord::unpack() {
     size = base;
     return 0;
   }
+  if (base > imageRoom(this)) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
   if (variableCount == 0) {
     size = base;
   } else {

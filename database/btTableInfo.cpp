@@ -87,6 +87,7 @@ bool btTableInfo::linkSlotsInFormat() const {
 
 int32_t btTableInfo::unpack() {
   if (!image) return 0;
+  if (!headerFits(2 * kUnit)) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
   hdr.read(image);
   if (hdr.fieldCount > kMaxStoredFields) return BT_STATUS_STORED_FIELD_LIMIT;
   if (hdr.indexCount > kMaxIndexes) return BT_STATUS_TABLE_FULL;

@@ -13,6 +13,7 @@ void btVariableLengthStorageBlock::format(uint8_t* area, uint16_t size) {
 
 int32_t btVariableLengthStorageBlock::unpack() {
   if (!image) return 0;
+  if (!headerFits(kHeaderSize)) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
   next = btReadAddress(btGet32(image));
   prev = btReadAddress(btGet32(image + 4));
   size = btGet16(image + 8);

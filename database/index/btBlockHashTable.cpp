@@ -23,6 +23,7 @@ uint32_t btBlockHashNode::storedSize() const {
 
 int32_t btBlockHashNode::unpack() {
   if (!image) return 0;
+  if (!headerFits(kHeader)) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
   nextNode = btReadAddress(btGet32(image));
   reservedLink = btGet32(image + 4);
   inNode = btGet32(image + 8);

@@ -84,6 +84,7 @@ int32_t btBtreeNode::unpack() {
   fullSize_ = sumBytes_ + 8;
   compactSize_ = sumBytes_ + 4;
   if (!image) return BT_STATUS_NOT_READY;
+  if (!headerFits(16)) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
   // A view in a block must sit in a B-tree block; a private copy is trusted.
   if (block && image == block + 4 && btBlockKindOf(btGet32(block)) != BT_BLOCK_BTREE_NODE)
     return BT_STATUS_BAD_NODE;

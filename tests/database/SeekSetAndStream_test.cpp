@@ -118,6 +118,18 @@ class StoredChain : public ::testing::Test {
   std::string path;
 };
 
+// A damaged seek may name the last bytes of a block: the header is checked
+// against the block before a byte of it is read.
+TEST_F(StoredChain, HeaderPastTheBlockEndIsRefused) {
+  btSeek seek = newSet();
+  uint64_t blockPos = cf()->decode(seek) / 512 * 512;
+  for (uint64_t offset = 496; offset < 512; offset++) {
+    btSeekSet set;
+    int32_t want = offset + btSeekSet::kLongHeader <= 512 ? 0 : BT_STATUS_OBJECT_OVERRUNS_BLOCK;
+    EXPECT_EQ(want, loadObject(&set, cf(), blockPos + offset, true, 0, true)) << offset;
+  }
+}
+
 TEST_F(StoredChain, ValuesAcrossAChainOfSets) {
   btSeek a = newSet(), b = newSet();
   {
