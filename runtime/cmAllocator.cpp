@@ -343,38 +343,30 @@ void cmAllocator::setNumberOfAllocators(int count) {
   st.count = count;
 }
 
-int64_t cmAllocator::getTotalNumberOfAllocations() {
+int64_t cmAllocator::sumTotals(int64_t cmAllocatorProcessState::*heapPart,
+                               int64_t cmAllocator::*ownPart) {
   cmAllocatorProcessState& st = processState();
   int64_t total;
   {
     st.totalsMutex.init();
     platform::MutexLock hold(st.totalsMutex);
-    total = st.heapAllocations;
+    total = st.*heapPart;
   }
   for (int i = 0; i < MAX_ALLOCATORS; ++i) {
     if (cmAllocator* a = instance(uint32_t(i))) {
       platform::MutexLock hold(a->mutex_);
-      total += a->numAllocations_;
+      total += a->*ownPart;
     }
   }
   return total;
 }
 
+int64_t cmAllocator::getTotalNumberOfAllocations() {
+  return sumTotals(&cmAllocatorProcessState::heapAllocations, &cmAllocator::numAllocations_);
+}
+
 int64_t cmAllocator::getTotalNumberOfBytesAllocated() {
-  cmAllocatorProcessState& st = processState();
-  int64_t total;
-  {
-    st.totalsMutex.init();
-    platform::MutexLock hold(st.totalsMutex);
-    total = st.heapBytes;
-  }
-  for (int i = 0; i < MAX_ALLOCATORS; ++i) {
-    if (cmAllocator* a = instance(uint32_t(i))) {
-      platform::MutexLock hold(a->mutex_);
-      total += a->numBytes_;
-    }
-  }
-  return total;
+  return sumTotals(&cmAllocatorProcessState::heapBytes, &cmAllocator::numBytes_);
 }
 
 int64_t cmAllocator::getTotalNumberOfBlocksAllocated() {

@@ -39,6 +39,8 @@
 
 #include "platform/cmPlatformThread.h"
 
+struct cmAllocatorProcessState;
+
 class cmAllocator {
  public:
   static constexpr uint32_t BLOCK_SIZE = 32768;
@@ -157,6 +159,8 @@ class cmAllocator {
 
   static int bindThread();
   static cmAllocator* instance(uint32_t index);
+  // The heap-segment count `heapPart` plus `ownPart` of every instance.
+  static int64_t sumTotals(int64_t cmAllocatorProcessState::*heapPart, int64_t cmAllocator::*ownPart);
   static void* allocateHeap(size_t size);
   static void* moveAllocation(void* p, size_t oldSize, size_t size);
 

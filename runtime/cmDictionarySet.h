@@ -3,6 +3,7 @@
 // empty value). Owns copies of its keys. Not thread-safe; owners lock.
 #pragma once
 
+#include "runtime/cmKeyIterator.h"
 #include "runtime/cmDictionary.h"
 
 template <class K>
@@ -28,16 +29,9 @@ class cmDictionarySet : public cmI_DictionarySet<K> {
   }
   void reserve(int64_t count, bool extendSize) override { map_.reserve(count, extendSize); }
 
-  class const_iterator : public cmIterator<K> {
+  class const_iterator : public cmKeyIterator<K, typename Map::const_iterator> {
    public:
-    explicit const_iterator(const cmDictionarySet& set) : inner_(set.map_) {}
-    void reset() override { inner_.reset(); }
-    bool moveNext() override { return inner_.moveNext(); }
-    const K& current() const override { return inner_.current().key; }
-    bool isValid() const override { return inner_.isValid(); }
-
-   private:
-    typename Map::const_iterator inner_;
+    explicit const_iterator(const cmDictionarySet& set) : cmKeyIterator<K, typename Map::const_iterator>(set.map_) {}
   };
   std::unique_ptr<cmIterator<K>> iterator() const override {
     return std::unique_ptr<cmIterator<K>>(new const_iterator(*this));

@@ -10,6 +10,48 @@
 #include "runtime/cmCollection.h"
 #include "runtime/cmElementTraits.h"
 
+// What both lists do by walking `next` from the head.
+namespace cmLinkedListWalk {
+
+template <class E, class Node>
+bool contains(const Node* head, const E& v) {
+  for (const Node* n = head; n; n = n->next)
+    if (cmElementTraits<E>::equal(n->value, v)) return true;
+  return false;
+}
+
+template <class E, class Node>
+void copyTo(const Node* head, cmI_Collection<E>& target, bool clearFirst) {
+  if (clearFirst) target.clear(false);
+  for (const Node* n = head; n; n = n->next) target.add(n->value);
+}
+
+// Reads the list's head at the first moveNext, so that it sees the list as
+// it is when the walk starts.
+template <class E, class Node>
+class Iterator : public cmIterator<E> {
+ public:
+  explicit Iterator(Node* const* head) : head_(head) {}
+  void reset() override {
+    node_ = nullptr;
+    started_ = false;
+  }
+  bool moveNext() override {
+    node_ = started_ ? (node_ ? node_->next : nullptr) : *head_;
+    started_ = true;
+    return node_ != nullptr;
+  }
+  const E& current() const override { return node_->value; }
+  bool isValid() const override { return node_ != nullptr; }
+
+ private:
+  Node* const* head_;
+  Node* node_ = nullptr;
+  bool started_ = false;
+};
+
+}  // namespace cmLinkedListWalk
+
 template <class E>
 class cmLinkedList : public cmI_Collection<E> {
   struct Node : cmMemory {
@@ -72,36 +114,15 @@ class cmLinkedList : public cmI_Collection<E> {
   void clear(bool) override {
     while (head_) unlink(head_, nullptr);
   }
-  bool contains(const E& v) const override {
-    for (Node* n = head_; n; n = n->next)
-      if (cmElementTraits<E>::equal(n->value, v)) return true;
-    return false;
-  }
+  bool contains(const E& v) const override { return cmLinkedListWalk::contains(head_, v); }
   void copyTo(cmI_Collection<E>& target, bool clearFirst) const override {
-    if (clearFirst) target.clear(false);
-    for (Node* n = head_; n; n = n->next) target.add(n->value);
+    cmLinkedListWalk::copyTo(head_, target, clearFirst);
   }
   void reserve(int64_t, bool) override {}
 
-  class const_iterator : public cmIterator<E> {
+  class const_iterator : public cmLinkedListWalk::Iterator<E, Node> {
    public:
-    explicit const_iterator(const cmLinkedList& list) : list_(&list) {}
-    void reset() override {
-      node_ = nullptr;
-      started_ = false;
-    }
-    bool moveNext() override {
-      node_ = started_ ? (node_ ? node_->next : nullptr) : list_->head_;
-      started_ = true;
-      return node_ != nullptr;
-    }
-    const E& current() const override { return node_->value; }
-    bool isValid() const override { return node_ != nullptr; }
-
-   private:
-    const cmLinkedList* list_;
-    Node* node_ = nullptr;
-    bool started_ = false;
+    explicit const_iterator(const cmLinkedList& list) : cmLinkedListWalk::Iterator<E, Node>(&list.head_) {}
   };
   std::unique_ptr<cmIterator<E>> iterator() const override {
     return std::unique_ptr<cmIterator<E>>(new const_iterator(*this));
@@ -171,36 +192,15 @@ class cmLinkedListS : public cmI_Collection<E> {
     while (removeFirst()) {
     }
   }
-  bool contains(const E& v) const override {
-    for (Node* n = head_; n; n = n->next)
-      if (cmElementTraits<E>::equal(n->value, v)) return true;
-    return false;
-  }
+  bool contains(const E& v) const override { return cmLinkedListWalk::contains(head_, v); }
   void copyTo(cmI_Collection<E>& target, bool clearFirst) const override {
-    if (clearFirst) target.clear(false);
-    for (Node* n = head_; n; n = n->next) target.add(n->value);
+    cmLinkedListWalk::copyTo(head_, target, clearFirst);
   }
   void reserve(int64_t, bool) override {}
 
-  class const_iterator : public cmIterator<E> {
+  class const_iterator : public cmLinkedListWalk::Iterator<E, Node> {
    public:
-    explicit const_iterator(const cmLinkedListS& list) : list_(&list) {}
-    void reset() override {
-      node_ = nullptr;
-      started_ = false;
-    }
-    bool moveNext() override {
-      node_ = started_ ? (node_ ? node_->next : nullptr) : list_->head_;
-      started_ = true;
-      return node_ != nullptr;
-    }
-    const E& current() const override { return node_->value; }
-    bool isValid() const override { return node_ != nullptr; }
-
-   private:
-    const cmLinkedListS* list_;
-    Node* node_ = nullptr;
-    bool started_ = false;
+    explicit const_iterator(const cmLinkedListS& list) : cmLinkedListWalk::Iterator<E, Node>(&list.head_) {}
   };
   std::unique_ptr<cmIterator<E>> iterator() const override {
     return std::unique_ptr<cmIterator<E>>(new const_iterator(*this));

@@ -71,7 +71,7 @@ class cmSortedDictionary : public cmI_Dictionary<K, V> {
         return found->pair.value;
       }
       parent = *link;
-      link = c < 0 ? &parent->left : &parent->right;
+      link = c < 0 ? &parent->link[kLeft] : &parent->link[kRight];
     }
     if (existed) *existed = false;
     Node* node = value ? new Node(key, *value) : new Node(key, V());
@@ -105,7 +105,7 @@ class cmSortedDictionary : public cmI_Dictionary<K, V> {
   const Pair* first() const { return root_ ? &minimum(root_)->pair : nullptr; }
   const Pair* last() const {
     Node* n = root_;
-    while (n && n->right) n = n->right;
+    while (n && n->link[kRight]) n = n->link[kRight];
     return n ? &n->pair : nullptr;
   }
   // The first entry whose key is not below `key`, or null.
@@ -121,13 +121,13 @@ class cmSortedDictionary : public cmI_Dictionary<K, V> {
     // Post-order without a stack: climb back through the parent links.
     Node* n = root_;
     while (n) {
-      if (n->left) {
-        Node* next = n->left;
-        n->left = nullptr;
+      if (n->link[kLeft]) {
+        Node* next = n->link[kLeft];
+        n->link[kLeft] = nullptr;
         n = next;
-      } else if (n->right) {
-        Node* next = n->right;
-        n->right = nullptr;
+      } else if (n->link[kRight]) {
+        Node* next = n->link[kRight];
+        n->link[kRight] = nullptr;
         n = next;
       } else {
         Node* up = n->parent;
@@ -201,10 +201,10 @@ class cmSortedDictionary : public cmI_Dictionary<K, V> {
       seen++;
       Node* next = successor(n);
       if (next && compareKeys(n->pair.key, next->pair.key) >= 0) return -1;
-      if (n->colour == kRed && (isRed(n->left) || isRed(n->right))) return -1;
-      if (n->left && n->left->parent != n) return -1;
-      if (n->right && n->right->parent != n) return -1;
-      if (!n->left || !n->right) {
+      if (n->colour == kRed && (isRed(n->link[kLeft]) || isRed(n->link[kRight]))) return -1;
+      if (n->link[kLeft] && n->link[kLeft]->parent != n) return -1;
+      if (n->link[kRight] && n->link[kRight]->parent != n) return -1;
+      if (!n->link[kLeft] || !n->link[kRight]) {
         // Every path to a missing child must carry the same black count.
         int blacks = 0;
         for (Node* up = n; up; up = up->parent) blacks += up->colour == kBlack;
@@ -218,13 +218,13 @@ class cmSortedDictionary : public cmI_Dictionary<K, V> {
 
  private:
   static constexpr uint32_t kBlack = 0, kRed = 1;
+  static constexpr int kLeft = 0, kRight = 1;
 
   struct Node : cmMemory {
     Node(const K& k, const V& v) : pair(k, v) {}
     Pair pair;
     uint32_t colour = kRed;
-    Node* left = nullptr;
-    Node* right = nullptr;
+    Node* link[2] = {nullptr, nullptr};  // kLeft, kRight
     Node* parent = nullptr;
   };
 
@@ -241,7 +241,7 @@ class cmSortedDictionary : public cmI_Dictionary<K, V> {
     while (n) {
       int c = compareKeys(key, n->pair.key);
       if (c == 0) return n;
-      n = c < 0 ? n->left : n->right;
+      n = c < 0 ? n->link[kLeft] : n->link[kRight];
     }
     return nullptr;
   }
@@ -251,95 +251,64 @@ class cmSortedDictionary : public cmI_Dictionary<K, V> {
     while (n) {
       if (compareKeys(n->pair.key, key) >= 0) {
         best = n;
-        n = n->left;
+        n = n->link[kLeft];
       } else {
-        n = n->right;
+        n = n->link[kRight];
       }
     }
     return best;
   }
 
   static Node* minimum(Node* n) {
-    while (n && n->left) n = n->left;
+    while (n && n->link[kLeft]) n = n->link[kLeft];
     return n;
   }
   static Node* successor(Node* n) {
-    if (n->right) return minimum(n->right);
+    if (n->link[kRight]) return minimum(n->link[kRight]);
     Node* up = n->parent;
-    while (up && n == up->right) {
+    while (up && n == up->link[kRight]) {
       n = up;
       up = up->parent;
     }
     return up;
   }
 
-  void rotateLeft(Node* x) {
-    Node* y = x->right;
-    x->right = y->left;
-    if (y->left) y->left->parent = x;
+  // Turns x's child on side !d up into x's place; x goes down on side d.
+  // d == kLeft is the usual left rotation.
+  void rotate(Node* x, int d) {
+    Node* y = x->link[!d];
+    x->link[!d] = y->link[d];
+    if (y->link[d]) y->link[d]->parent = x;
     y->parent = x->parent;
     if (!x->parent)
       root_ = y;
-    else if (x == x->parent->left)
-      x->parent->left = y;
     else
-      x->parent->right = y;
-    y->left = x;
-    x->parent = y;
-  }
-  void rotateRight(Node* x) {
-    Node* y = x->left;
-    x->left = y->right;
-    if (y->right) y->right->parent = x;
-    y->parent = x->parent;
-    if (!x->parent)
-      root_ = y;
-    else if (x == x->parent->right)
-      x->parent->right = y;
-    else
-      x->parent->left = y;
-    y->right = x;
+      x->parent->link[x == x->parent->link[kRight]] = y;
+    y->link[d] = x;
     x->parent = y;
   }
 
+  // Both mirror cases at once: d is the side of p under g.
   void insertFixup(Node* z) {
     while (isRed(z->parent)) {
       Node* p = z->parent;
       Node* g = p->parent;  // exists: a red node is never the root
-      if (p == g->left) {
-        Node* uncle = g->right;
-        if (isRed(uncle)) {
-          p->colour = kBlack;
-          uncle->colour = kBlack;
-          g->colour = kRed;
-          z = g;
-        } else {
-          if (z == p->right) {
-            z = p;
-            rotateLeft(z);
-            p = z->parent;
-          }
-          p->colour = kBlack;
-          g->colour = kRed;
-          rotateRight(g);
-        }
+      int d = p == g->link[kRight];
+      Node* uncle = g->link[!d];
+      if (isRed(uncle)) {
+        p->colour = kBlack;
+        uncle->colour = kBlack;
+        g->colour = kRed;
+        z = g;
       } else {
-        Node* uncle = g->left;
-        if (isRed(uncle)) {
-          p->colour = kBlack;
-          uncle->colour = kBlack;
-          g->colour = kRed;
-          z = g;
-        } else {
-          if (z == p->left) {
-            z = p;
-            rotateRight(z);
-            p = z->parent;
-          }
-          p->colour = kBlack;
-          g->colour = kRed;
-          rotateLeft(g);
+        if (z == p->link[!d]) {
+          z = p;
+          rotate(z, d);
+          p = z->parent;
         }
+        p->colour = kBlack;
+        g->colour = kRed;
+        rotate(g, !d);
       }
     }
     root_->colour = kBlack;
@@ -348,10 +317,10 @@ class cmSortedDictionary : public cmI_Dictionary<K, V> {
   void transplant(Node* u, Node* v) {
     if (!u->parent)
       root_ = v;
-    else if (u == u->parent->left)
-      u->parent->left = v;
+    else if (u == u->parent->link[kLeft])
+      u->parent->link[kLeft] = v;
     else
-      u->parent->right = v;
+      u->parent->link[kRight] = v;
     if (v) v->parent = u->parent;
   }
 
@@ -359,29 +328,29 @@ class cmSortedDictionary : public cmI_Dictionary<K, V> {
     Node* x;
     Node* xParent;
     uint32_t removedColour = z->colour;
-    if (!z->left) {
-      x = z->right;
+    if (!z->link[kLeft]) {
+      x = z->link[kRight];
       xParent = z->parent;
-      transplant(z, z->right);
-    } else if (!z->right) {
-      x = z->left;
+      transplant(z, z->link[kRight]);
+    } else if (!z->link[kRight]) {
+      x = z->link[kLeft];
       xParent = z->parent;
-      transplant(z, z->left);
+      transplant(z, z->link[kLeft]);
     } else {
-      Node* y = minimum(z->right);
+      Node* y = minimum(z->link[kRight]);
       removedColour = y->colour;
-      x = y->right;
+      x = y->link[kRight];
       if (y->parent == z) {
         xParent = y;
       } else {
         xParent = y->parent;
-        transplant(y, y->right);
-        y->right = z->right;
-        y->right->parent = y;
+        transplant(y, y->link[kRight]);
+        y->link[kRight] = z->link[kRight];
+        y->link[kRight]->parent = y;
       }
       transplant(z, y);
-      y->left = z->left;
-      y->left->parent = y;
+      y->link[kLeft] = z->link[kLeft];
+      y->link[kLeft]->parent = y;
       y->colour = z->colour;
     }
     delete z;
@@ -389,60 +358,34 @@ class cmSortedDictionary : public cmI_Dictionary<K, V> {
     if (removedColour == kBlack) eraseFixup(x, xParent);
   }
 
+  // d is the side of x under its parent; w is x's sibling.
   void eraseFixup(Node* x, Node* parent) {
     while (x != root_ && isBlack(x)) {
-      if (x == parent->left) {
-        Node* w = parent->right;
-        if (isRed(w)) {
-          w->colour = kBlack;
-          parent->colour = kRed;
-          rotateLeft(parent);
-          w = parent->right;
-        }
-        if (isBlack(w->left) && isBlack(w->right)) {
-          w->colour = kRed;
-          x = parent;
-          parent = x->parent;
-        } else {
-          if (isBlack(w->right)) {
-            w->left->colour = kBlack;
-            w->colour = kRed;
-            rotateRight(w);
-            w = parent->right;
-          }
-          w->colour = parent->colour;
-          parent->colour = kBlack;
-          if (w->right) w->right->colour = kBlack;
-          rotateLeft(parent);
-          x = root_;
-          parent = nullptr;
-        }
+      int d = x != parent->link[kLeft];
+      Node* w = parent->link[!d];
+      if (isRed(w)) {
+        w->colour = kBlack;
+        parent->colour = kRed;
+        rotate(parent, d);
+        w = parent->link[!d];
+      }
+      if (isBlack(w->link[kLeft]) && isBlack(w->link[kRight])) {
+        w->colour = kRed;
+        x = parent;
+        parent = x->parent;
       } else {
-        Node* w = parent->left;
-        if (isRed(w)) {
-          w->colour = kBlack;
-          parent->colour = kRed;
-          rotateRight(parent);
-          w = parent->left;
-        }
-        if (isBlack(w->right) && isBlack(w->left)) {
+        if (isBlack(w->link[!d])) {
+          w->link[d]->colour = kBlack;
           w->colour = kRed;
-          x = parent;
-          parent = x->parent;
-        } else {
-          if (isBlack(w->left)) {
-            w->right->colour = kBlack;
-            w->colour = kRed;
-            rotateLeft(w);
-            w = parent->left;
-          }
-          w->colour = parent->colour;
-          parent->colour = kBlack;
-          if (w->left) w->left->colour = kBlack;
-          rotateRight(parent);
-          x = root_;
-          parent = nullptr;
+          rotate(w, !d);
+          w = parent->link[!d];
         }
+        w->colour = parent->colour;
+        parent->colour = kBlack;
+        if (w->link[!d]) w->link[!d]->colour = kBlack;
+        rotate(parent, d);
+        x = root_;
+        parent = nullptr;
       }
     }
     if (x) x->colour = kBlack;

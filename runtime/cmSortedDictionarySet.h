@@ -4,6 +4,7 @@
 // Iteration is in ascending order. Not thread-safe; owners lock.
 #pragma once
 
+#include "runtime/cmKeyIterator.h"
 #include "runtime/cmSortedDictionary.h"
 
 template <class K>
@@ -38,17 +39,11 @@ class cmSortedDictionarySet : public cmI_DictionarySet<K> {
   }
   void reserve(int64_t, bool) override {}
 
-  class const_iterator : public cmIterator<K> {
+  class const_iterator : public cmKeyIterator<K, typename Map::const_iterator> {
    public:
-    explicit const_iterator(const cmSortedDictionarySet& set) : inner_(set.map_) {}
-    const_iterator(const cmSortedDictionarySet& set, const K& from) : inner_(set.map_, from) {}
-    void reset() override { inner_.reset(); }
-    bool moveNext() override { return inner_.moveNext(); }
-    const K& current() const override { return inner_.current().key; }
-    bool isValid() const override { return inner_.isValid(); }
-
-   private:
-    typename Map::const_iterator inner_;
+    explicit const_iterator(const cmSortedDictionarySet& set) : cmKeyIterator<K, typename Map::const_iterator>(set.map_) {}
+    const_iterator(const cmSortedDictionarySet& set, const K& from)
+        : cmKeyIterator<K, typename Map::const_iterator>(set.map_, from) {}
   };
   std::unique_ptr<cmIterator<K>> iterator() const override {
     return std::unique_ptr<cmIterator<K>>(new const_iterator(*this));

@@ -237,35 +237,19 @@ int32_t cmMiniXmlParser::processingInstruction() {
   return 0;
 }
 
-int32_t cmMiniXmlParser::comment() {
-  const char* value = pos_ + 4;
-  const char* p = value;
-  for (;;) {
-    char c = *p;
-    if (c == 0) return CMXML_ERR_COMMENT_OPEN;
-    if (c == '-' && p[1] == '-' && p[2] == '>') break;
-    ++p;
-  }
-  cmMiniXmlNode* node = child(parent_, CMXML_NODE_COMMENT);
-  node->value = value;
-  node->valueLength = static_cast<uint32_t>(p - value);
-  pos_ = p + 3;
-  return 0;
-}
+int32_t cmMiniXmlParser::comment() { return enclosedText(4, "-->", CMXML_ERR_COMMENT_OPEN, CMXML_NODE_COMMENT); }
 
-int32_t cmMiniXmlParser::cdata() {
-  const char* value = pos_ + 9;
-  const char* p = value;
-  for (;;) {
-    char c = *p;
-    if (c == 0) return CMXML_ERR_CDATA_OPEN;
-    if (c == ']' && p[1] == ']' && p[2] == '>') break;
-    ++p;
-  }
-  cmMiniXmlNode* node = child(parent_, CMXML_NODE_CDATA);
+int32_t cmMiniXmlParser::cdata() { return enclosedText(9, "]]>", CMXML_ERR_CDATA_OPEN, CMXML_NODE_CDATA); }
+
+int32_t cmMiniXmlParser::enclosedText(size_t openLength, const char* close, int32_t unclosed, uint32_t kind) {
+  const char* value = pos_ + openLength;
+  // The text ends with a NUL, so the search stops at the end of the input.
+  const char* end = std::strstr(value, close);
+  if (!end) return unclosed;
+  cmMiniXmlNode* node = child(parent_, kind);
   node->value = value;
-  node->valueLength = static_cast<uint32_t>(p - value);
-  pos_ = p + 3;
+  node->valueLength = static_cast<uint32_t>(end - value);
+  pos_ = end + std::strlen(close);
   return 0;
 }
 

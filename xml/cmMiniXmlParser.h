@@ -16,6 +16,7 @@
 // thread-safe.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 class cmMiniXml;
@@ -36,6 +37,8 @@ class cmMiniXmlParser {
   int32_t processingInstruction();
   int32_t comment();
   int32_t cdata();
+  // A comment or CDATA node: the text from `openLength` bytes on up to `close`.
+  int32_t enclosedText(size_t openLength, const char* close, int32_t unclosed, uint32_t kind);
   int32_t doctype();
   cmMiniXmlNode* child(cmMiniXmlNode* parent, uint32_t kind);
   void privateAttribute(cmMiniXmlNode* node, const char* name, const char* value, const char* valueEnd);

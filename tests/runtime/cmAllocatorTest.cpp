@@ -288,12 +288,16 @@ TEST(cmAllocator, TwoThreadsFreeEachOthersMemory) {
     std::mt19937 rng(2);
     std::vector<void*> own;
     while (true) {
+      // Read the flag before taking the queue: the producer's last push
+      // comes before it sets the flag, so an empty take after a set flag
+      // really is the end.
+      bool done = producerDone;
       std::vector<unsigned char*> taken;
       {
         std::lock_guard<std::mutex> hold(queueMutex);
         taken.swap(queue);
       }
-      if (taken.empty() && producerDone) break;
+      if (taken.empty() && done) break;
       for (unsigned char* p : taken) {
         if (rng() % 4 == 0) {
           unsigned char tag = p[0];
