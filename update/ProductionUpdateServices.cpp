@@ -54,10 +54,12 @@ int32_t ProductionUpdateServices::setLastUpdateTime(cmDateStamp stamp) {
   return cache_ ? cache_->setLastUpdateTime(stamp) : kNoSession;
 }
 
-void ProductionUpdateServices::closeCache() {
-  if (!cache_) return;
+int32_t ProductionUpdateServices::closeCache() {
+  if (!cache_) return 0;
   cache_->close();
+  int32_t status = cache_->lastCloseStatus();
   cache_.reset();
+  return status;
 }
 
 int32_t ProductionUpdateServices::parseSvnLog(const char* xmlFile) { return ParseSvnLog(cache_.get(), xmlFile); }

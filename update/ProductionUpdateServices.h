@@ -35,7 +35,7 @@ class ProductionUpdateServices : public UpdateServices {
                     int32_t dbVersion) override;
   int32_t getLastUpdateTime(cmDateStamp& stamp) override;
   int32_t setLastUpdateTime(cmDateStamp stamp) override;
-  void closeCache() override;
+  int32_t closeCache() override;
   int32_t parseSvnLog(const char* xmlFile) override;
   int32_t parseSvnLogForMaxRevision(const char* xmlFile) override;
   void deleteFile(const char* path) override;

@@ -15,6 +15,9 @@ constexpr int32_t kExitClient = -3;         // the client failed fetching histor
 constexpr int32_t kExitHeadRevision = -4;   // head revision not fetched or not read
 constexpr int32_t kExitParse = -5;          // the XML could not be parsed
 constexpr int32_t kExitTimeLimit = -6;      // the first import ran out of time
+// The cache could not be written back at the end (a full disk, say): the
+// file keeps its open-for-write mark and the next run refuses it.
+constexpr int32_t kExitCacheClose = -7;
 
 // A formatted message is cut at 4095 bytes plus its terminator.
 constexpr size_t kMessageBufferSize = 4096;

@@ -38,7 +38,13 @@ struct Run {
 int32_t Finish(Run& run) {
   run.services.setLastUpdateTime(run.services.currentTime());
   LogVerbose("Successfully synced the SVN cache.");
-  run.services.closeCache();
+  int32_t closed = run.services.closeCache();
+  if (closed != 0) {
+    // Nothing of the run is in the file; keep the XML for the next attempt.
+    ReportStatus(run.status(), update::kExitCacheClose, "Error closing cache database %s: error code %i",
+                 run.dbFilename.getCString(), closed);
+    return update::kExitCacheClose;
+  }
   run.services.deleteFile(run.logFileName.getCString());
   LogVerbose("End revhaord");
   return update::kExitSynchronised;

@@ -42,8 +42,9 @@ class UpdateServices {
   // The stored time of the last complete update; 0 when never completed.
   virtual int32_t getLastUpdateTime(cmDateStamp& stamp) = 0;
   virtual int32_t setLastUpdateTime(cmDateStamp stamp) = 0;
-  // Writes what is dirty and ends the session; a second call does nothing.
-  virtual void closeCache() = 0;
+  // Writes what is dirty and ends the session: 0, or the status of a write
+  // that failed. A call without a session does nothing and gives 0.
+  virtual int32_t closeCache() = 0;
 
   // Stores the entries of the client's XML file in the open cache: 0, -1 for
   // a file that can't be read as XML, -2 for one without entries.

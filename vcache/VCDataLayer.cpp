@@ -118,7 +118,7 @@ int32_t VCDataLayer::open() {
 void VCDataLayer::close() {
   if (!database) return;
   LogVerbose("Closing cache database %s\n", databaseFile.getCString());
-  database->closeDatabase();
+  closeStatus_ = database->closeDatabase();
   database.reset();
   repositoryTable = fileTable = revisionTable = branchTable = branchExclusionTable = nullptr;
   labelTable = labelExclusionTable = nullptr;

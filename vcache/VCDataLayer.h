@@ -44,6 +44,9 @@ class VCDataLayer {
   int32_t open();
   // Writes what is dirty and ends the session; a second call does nothing.
   void close();
+  // What the engine said at the last close that had a session: 0, or the
+  // status of a write that failed (the file then stays marked unclean).
+  int32_t lastCloseStatus() const { return closeStatus_; }
   bool isOpen() const { return database != nullptr; }
 
   // The stored time of the last complete update, 0 when there is none.
@@ -129,6 +132,7 @@ class VCDataLayer {
   tolvane::TVString repositoryUrl;
   tolvane::TVString databaseFile;
   std::unique_ptr<btDatabase> database;
+  int32_t closeStatus_ = 0;
 
   btTableInfo* repositoryTable = nullptr;
   btTableInfo* fileTable = nullptr;

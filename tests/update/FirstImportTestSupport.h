@@ -131,7 +131,7 @@ class CacheFreeServices : public ProductionUpdateServices {
     return 0;
   }
   int32_t setLastUpdateTime(cmDateStamp) override { return 0; }
-  void closeCache() override {}
+  int32_t closeCache() override { return 0; }
 
   int32_t runSvn(const tolvane::TVString& svnPath, const tolvane::TVString& arguments) override {
     runs.push_back({std::string(arguments.data(), arguments.length()), ReadWholeFile(statusFile_)});

@@ -2,6 +2,8 @@
 // file as whoever starts it sees them.
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+
 #include <cstdlib>
 #include <string>
 
@@ -38,8 +40,7 @@ TEST(RevhoardProgram, FewerThanFiveArgumentsPrintUsage) {
   EXPECT_FALSE(std::filesystem::exists(dir.file("cache_status.txt")));
 }
 
-// Until the cache layer is linked, opening it fails with -1, and the run
-// ends there with -2; the status file already stands beside the cache.
+// The status file stands beside the cache, whatever the cache's extension.
 TEST(RevhoardProgram, FiveArgumentsWriteTheStatusFileBesideTheCache) {
   ScratchDir dir;
   std::filesystem::create_directories(dir.file("dir.x"));
@@ -55,6 +56,44 @@ TEST(RevhoardProgram, FiveArgumentsWriteTheStatusFileBesideTheCache) {
   // A failed run keeps the client's output for inspection.
   EXPECT_TRUE(std::filesystem::exists(dir.file("log.xml")));
   EXPECT_EQ(run.out.rfind("Beginning SVN cache update.\nsvnPath = \"svn\"\n", 0), 0u) << run.out;
+}
+
+// The client's log for `count` revisions, each adding a file to trunk.
+std::string GeneratedLog(int count) {
+  std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<log>\n";
+  for (int r = 1; r <= count; ++r) {
+    std::string n = std::to_string(r);
+    xml += "<logentry revision=\"" + n + "\"><author>dev</author><date>2024-01-01T00:00:00.000000Z</date>"
+           "<paths><path action=\"A\" kind=\"file\">/trunk/src/file" + n + ".c</path></paths>"
+           "<msg>change " + n + "</msg></logentry>\n";
+  }
+  return xml + "</log>\n";
+}
+
+// A full disk while the cache is written back: the run ends with -7 instead
+// of a success, keeps the XML, and the half-written file is refused next time
+// rather than read as if it were whole. The shell's file size limit stands in
+// for the full disk; with its signal ignored, writes fail as they would.
+TEST(RevhoardProgram, AFullDiskAtTheCloseIsMinusSevenAndTheFileIsRefusedAfter) {
+  ScratchDir dir;
+  const std::string cache = dir.file("cache.db"), log = dir.file("log.xml");
+  WriteWholeFile(log, GeneratedLog(3000));
+  const std::string arguments = " svn file:///r '" + cache + "' '" + log + "' 7 0 1";
+  std::string outFile = dir.file("stdout.txt");
+  std::string limited = "trap '' XFSZ; ulimit -f 64; exec '" + std::string(RH_BINARY_DIR) + "/revhoard'" +
+                        arguments + " > '" + outFile + "'";
+  int status = std::system(limited.c_str());
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 249);
+  EXPECT_EQ(ReadWholeFile(dir.file("cache_status.txt")).rfind("-7;Error closing cache database " + cache +
+                                                              ": error code -34", 0),
+            0u)
+      << ReadWholeFile(dir.file("cache_status.txt"));
+  EXPECT_TRUE(std::filesystem::exists(log));
+
+  ProgramRun again = RunRevhoard(dir, arguments);
+  EXPECT_EQ(again.exitStatus, 254);
+  EXPECT_EQ(ReadWholeFile(dir.file("cache_status.txt")).rfind("-2;", 0), 0u);
 }
 
 }  // namespace

@@ -22,6 +22,7 @@ class ScriptedServices : public UpdateServices {
   cmDateStamp storedLastUpdate = 0;
   int32_t headRevision = 0;
   int32_t dateResult = 0;
+  int32_t closeResult = 0;
   cmDateStamp now = 133500000000000000ull;
   // Results by call number (0-based) and argument text; default success.
   std::function<int32_t(int call, const std::string& arguments)> svnResult;
@@ -89,7 +90,10 @@ class ScriptedServices : public UpdateServices {
     storedLastUpdate = stamp;
     return 0;
   }
-  void closeCache() override { record("close"); }
+  int32_t closeCache() override {
+    record("close");
+    return closeResult;
+  }
   int32_t parseSvnLog(const char* xmlFile) override {
     record("parse " + normalise(xmlFile));
     int call = parseCalls_++;

@@ -261,6 +261,26 @@ TEST_F(UpdateDriverTest, FailuresReportTheirCodeAndKeepTheXmlFile) {
   }
 }
 
+// A cache that can't be written back at the end (a full disk) is no success:
+// the run says so and keeps the XML file, whichever way it got there.
+TEST_F(UpdateDriverTest, AFailedCloseAtTheFinishIsMinusSevenAndKeepsTheXmlFile) {
+  for (cmDateStamp last : {cmDateStamp(0), cmDateStamp(1)}) {
+    WriteWholeFile(log_, "<log/>");
+    ScriptedServices services(db_, log_, statusFile_);
+    services.storedLastUpdate = last;
+    services.headRevision = 10;
+    services.closeResult = -3904;
+    std::string out;
+    EXPECT_EQ(RunDriver(services, {"revhoard", "svn", kUrl, db_, log_, "7"}, &out), -7) << last;
+    EXPECT_EQ(services.normalise(ReadWholeFile(statusFile_)), "-7;Error closing cache database DB: error code -3904")
+        << last;
+    EXPECT_EQ(services.events.back().call, "close") << last;
+    EXPECT_EQ(services.calls().find("delete"), std::string::npos) << last;
+    EXPECT_EQ(out.find("End revhaord"), std::string::npos) << last;
+    EXPECT_TRUE(std::filesystem::exists(log_)) << last;
+  }
+}
+
 TEST_F(UpdateDriverTest, TimeLimitIsLookedAtAfterEachBatchOnly) {
   struct Case {
     uint32_t start;
