@@ -118,6 +118,9 @@ void btDatabase::setDirty() {
 }
 
 void btDatabase::noteChange() {
+  // The flag only rises between an open and a close, and every stored
+  // change comes here: once it is up there is nothing to do.
+  if (dirty.load(std::memory_order_relaxed)) return;
   std::lock_guard<std::mutex> g(guard_);
   if (!readOnly) dirty = true;
 }

@@ -27,6 +27,7 @@
 // table array.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 
@@ -34,6 +35,7 @@
 #include "database/btCatalog.h"
 #include "database/btDatabaseHeader.h"
 #include "database/btFileAccess.h"
+#include "database/btRecursiveLock.h"
 #include "database/btSeek.h"
 #include "database/btStoredObject.h"
 
@@ -123,7 +125,7 @@ class btDatabase : public btStoredObject {
   bool headerMarked = false;
   int32_t lastWriteError = 0;
   bool abandoned = false;
-  bool dirty = false;
+  std::atomic<bool> dirty{false};
   uint8_t readOnly = 0;
   int32_t fileHandle = -1;
 
@@ -136,7 +138,7 @@ class btDatabase : public btStoredObject {
 
   btCacheFile cacheFileStorage_;
   btFileAccess file_;
-  std::recursive_mutex dbLock_;
+  btRecursiveLock dbLock_;
   std::mutex guard_;
   btDataChainOwner** chainOwners_ = nullptr;
   uint32_t chainOwnerCount_ = 0;

@@ -1,6 +1,7 @@
 #include "database/btFileCache.h"
 
 #include <chrono>
+#include <thread>
 #include <cstring>
 
 #include "database/btCacheFile.h"
@@ -19,32 +20,6 @@ void btFileCache::configure(uint64_t size, uint64_t budgetBytes) {
   configured_ = true;
   blockSize = size;
   maxBlocks = size ? budgetBytes / size : 0;
-}
-
-void btFileCache::lock() {
-  cacheLock_.lock();
-  lockDepth_++;
-}
-
-void btFileCache::unlock() {
-  lockDepth_--;
-  cacheLock_.unlock();
-}
-
-bool btFileCache::tryLock() {
-  if (!cacheLock_.try_lock()) return false;
-  lockDepth_++;
-  return true;
-}
-
-int btFileCache::releaseAll() {
-  int levels = lockDepth_;
-  for (int i = 0; i < levels; i++) unlock();
-  return levels;
-}
-
-void btFileCache::reacquire(int levels) {
-  for (int i = 0; i < levels; i++) lock();
 }
 
 btFileCacheBlock* btFileCache::allocateBlock() {

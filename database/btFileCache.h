@@ -12,10 +12,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
-#include <thread>
-
 #include "database/btFileCacheBlock.h"
+#include "database/btRecursiveLock.h"
 
 // getBlock flags.
 constexpr uint32_t BLOCK_CREATE = 1;        // do not read; zero the data and mark it dirty
@@ -38,12 +36,13 @@ class btFileCache {
   bool isConfigured() const { return configured_; }
 
   // Recursive cache lock with a count of levels, so that a sleeper can leave
-  // all of them.
-  void lock();
-  void unlock();
-  bool tryLock();
-  int releaseAll();
-  void reacquire(int levels);
+  // all of them. Re-entry by the holder is cheap: operations take it once
+  // at their top, and each block they touch enters it again.
+  void lock() { cacheLock_.lock(); }
+  void unlock() { cacheLock_.unlock(); }
+  bool tryLock() { return cacheLock_.try_lock(); }
+  int releaseAll() { return cacheLock_.releaseAll(); }
+  void reacquire(int levels) { cacheLock_.reacquire(levels); }
 
   // A block to hold a block of `file`, or null; `status` gets the reason
   // (a failed write-back, or -8). Under the lock.
@@ -80,8 +79,7 @@ class btFileCache {
   void claim(btFileCacheBlock* b, btCacheFile* file, uint32_t flags, bool isNew);
 
   bool configured_ = false;
-  std::recursive_mutex cacheLock_;
-  int lockDepth_ = 0;
+  btRecursiveLock cacheLock_;
   char** prefillNames_ = nullptr;
   size_t prefillCount_ = 0;
 };

@@ -35,32 +35,33 @@ bool btStoredObject::markImageDirty() {
 
 namespace {
 
-// A block fetched with BLOCK_HOLD but not kept goes back to the ring: a pin
-// and its release do exactly that and leave other holders' pins alone.
-void dropHold(btCacheFile* cf, uint8_t* data) {
-  cf->pinBlock(data);
-  cf->unpinBlock(data);
-}
-
+// Binds `obj` to the bytes at `offset` in `data`, which the caller fetched
+// with a pin of its own (BLOCK_HOLD | BLOCK_PIN): that pin becomes the
+// object's, so a bind costs one trip through the cache and not four. When
+// the object is already there, the extra pin goes back.
 int32_t bindAt(btStoredObject* obj, btCacheFile* cf, uint8_t* data, uint64_t offset, btSeek seek,
                bool force) {
   uint8_t* target = data + offset;
-  if (!force && obj->image == target && obj->block == data) return 0;
   bool mapped = cf->inMappedView(data);
-  // Pin before releasing the old image, which may lie in the same block.
-  if (!mapped) cf->pinBlock(data);
+  if (!force && obj->image == target && obj->block == data) {
+    if (!mapped) cf->unpinBlock(data);
+    return 0;
+  }
+  // The new pin is already taken, so the old image may lie in the same block.
   obj->releaseImage();
   obj->block = data;
   obj->image = target;
   obj->cacheFile = cf;
   obj->seek = seek;
   obj->mapped = mapped;
-  obj->ownedSize = 0;  // the pin taken above is now the object's
+  obj->ownedSize = 0;
   int32_t rc = obj->unpack();
   if (rc < 0) return rc;
   if (offset + obj->storedSize() > cf->blockSize) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
   return 0;
 }
+
+constexpr uint32_t kBindFlags = BLOCK_HOLD | BLOCK_PIN;
 
 }  // namespace
 
@@ -69,11 +70,9 @@ int32_t loadObject(btStoredObject* object, btCacheFile* cacheFile, btSeek seek, 
   if (!object || !cacheFile) return BT_STATUS_NO_MEMORY;
   uint64_t pos = rawOffset ? seek : cacheFile->decode(seek);
   uint64_t B = cacheFile->blockSize;
-  uint8_t* data = cacheFile->getBlockAt(pos - pos % B, BLOCK_HOLD, prefillCount);
+  uint8_t* data = cacheFile->getBlockAt(pos - pos % B, kBindFlags, prefillCount);
   if (!data) return BT_STATUS_NO_MEMORY;
-  int32_t rc = bindAt(object, cacheFile, data, pos % B, seek, force);
-  if (!cacheFile->inMappedView(data)) dropHold(cacheFile, data);
-  return rc;
+  return bindAt(object, cacheFile, data, pos % B, seek, force);
 }
 
 int32_t loadSlotObject(btStoredObject* object, btCacheFile* cacheFile, btSeek seek, bool force) {
@@ -82,13 +81,13 @@ int32_t loadSlotObject(btStoredObject* object, btCacheFile* cacheFile, btSeek se
   uint64_t B = cacheFile->blockSize;
   uint64_t blockPos = pos - pos % B;
   uint64_t offset = pos % B;
-  uint8_t* data = cacheFile->getBlockAt(blockPos, BLOCK_HOLD);
+  uint8_t* data = cacheFile->getBlockAt(blockPos, kBindFlags);
   if (!data) return BT_STATUS_NO_MEMORY;
-  int32_t rc = 0;
   if (blockPos != 0 && btBlockKindOf(btGet32(data)) == BT_BLOCK_DATA) {
     const uint8_t* area = data + 4;
     uint16_t size = btGet16(area + 8);
     uint16_t slotCount = btGet16(area + 12);
+    int32_t rc = 0;
     if (offset < 4 || offset - 4 >= slotCount || 16 + 2ull * slotCount > B - 4) {
       rc = BT_STATUS_BAD_ADDRESS;
     } else {
@@ -96,10 +95,12 @@ int32_t loadSlotObject(btStoredObject* object, btCacheFile* cacheFile, btSeek se
       if (v == 0 || v >= size || v + 4ull >= B) rc = BT_STATUS_BAD_ADDRESS;
       offset = v + 4ull;
     }
+    if (rc < 0) {
+      if (!cacheFile->inMappedView(data)) cacheFile->unpinBlock(data);
+      return rc;
+    }
   }
-  if (rc == 0) rc = bindAt(object, cacheFile, data, offset, seek, force);
-  if (!cacheFile->inMappedView(data)) dropHold(cacheFile, data);
-  return rc;
+  return bindAt(object, cacheFile, data, offset, seek, force);
 }
 
 int32_t detachObject(btStoredObject* object) {

@@ -8,7 +8,6 @@
 #include "database/index/btIndexIterator.h"
 #include "database/index/btIndexKey.h"
 #include "database/index/btIndexLock.h"
-#include "runtime/cmDictionarySet.h"
 
 namespace {
 
@@ -34,8 +33,17 @@ bool btAbstractHashTable::hasLinks() const {
   return definition_ && btIndexHasLinks(definition_);
 }
 
+btAbstractHashTable::OperationLock::OperationLock(btAbstractHashTable* table, bool write)
+    : index_(table->database(), write), buckets_(table->useCacheLock_ ? &table->cacheLock_ : nullptr) {
+  if (buckets_) buckets_->lock();
+}
+
+btAbstractHashTable::OperationLock::~OperationLock() {
+  if (buckets_) buckets_->unlock();
+}
+
 void btAbstractHashTable::clearCache() {
-  std::unique_lock<std::mutex> lock(cacheLock_, std::defer_lock);
+  std::unique_lock<btRecursiveLock> lock(cacheLock_, std::defer_lock);
   if (useCacheLock_) lock.lock();
   cache_.clear(true);
   countCache_ = 0;
@@ -50,7 +58,7 @@ uint64_t btAbstractHashTable::storedBucketCount(btCacheFile* cf) {
 uint32_t btAbstractHashTable::bucket(btCacheFile* cf, uint64_t b) {
   if (b >= kCachedBuckets) return readBucket(cf, b);
   {
-    std::unique_lock<std::mutex> lock(cacheLock_, std::defer_lock);
+    std::unique_lock<btRecursiveLock> lock(cacheLock_, std::defer_lock);
     if (useCacheLock_) lock.lock();
     if (static_cast<int64_t>(b) < cache_.size() && cache_[static_cast<int64_t>(b)]) {
       uint32_t v = cache_[static_cast<int64_t>(b)];
@@ -58,7 +66,7 @@ uint32_t btAbstractHashTable::bucket(btCacheFile* cf, uint64_t b) {
     }
   }
   uint32_t v = readBucket(cf, b);
-  std::unique_lock<std::mutex> lock(cacheLock_, std::defer_lock);
+  std::unique_lock<btRecursiveLock> lock(cacheLock_, std::defer_lock);
   if (useCacheLock_) lock.lock();
   if (cache_.size() == 0) {
     uint64_t n = buckets_ < kCachedBuckets ? buckets_ : kCachedBuckets;
@@ -71,7 +79,7 @@ uint32_t btAbstractHashTable::bucket(btCacheFile* cf, uint64_t b) {
 
 int32_t btAbstractHashTable::setBucket(btDatabase* db, uint64_t b, uint32_t value) {
   int32_t rc = writeBucket(db, b, value);
-  std::unique_lock<std::mutex> lock(cacheLock_, std::defer_lock);
+  std::unique_lock<btRecursiveLock> lock(cacheLock_, std::defer_lock);
   if (useCacheLock_) lock.lock();
   countCache_ = 0;
   if (static_cast<int64_t>(b) < cache_.size())
@@ -128,7 +136,7 @@ int32_t btAbstractHashTable::find(btIndexIterator* it, const btStoredRecord* key
   (void)hashOnly;
   int32_t rc = checkReachable();
   if (rc < 0) return rc;
-  btIndexLock lock(database(), false);
+  OperationLock lock(this, false);
   btCacheFile* cf = cacheFile();
   if (buckets_ == 0) {
     it->clearPosition();
@@ -150,10 +158,23 @@ int32_t btAbstractHashTable::find(btIndexIterator* it, const btStoredRecord* key
   }
   uint64_t limit = table()->hdr.recordCount ? table()->hdr.recordCount : kMaxSteps;
   bool oneKey = (definition_->indexFlags & BT_INDEX_ONE_KEY_CHAINS) != 0;
-  cmDictionarySet<uint32_t> visited;
+  // A damaged chain may loop without passing its head. Brent's check finds
+  // the loop with two words instead of a set of every record seen; all it
+  // meets after the loop closed were compared already, so the answer is the
+  // same, only a few steps later.
+  btSeek mark = h;
+  uint64_t lap = 0, power = 1;
   btSeek s = h;
   for (uint64_t steps = 0; s; steps++) {
-    if (steps >= kMaxSteps || steps > limit || !visited.insert(s, false)) break;
+    if (steps >= kMaxSteps || steps > limit) break;
+    if (steps > 0) {
+      if (s == mark) break;
+      if (++lap == power) {
+        mark = s;
+        power *= 2;
+        lap = 0;
+      }
+    }
     btStoredRecord rec;
     rc = btLoadIndexRecord(definition_, s, &rec);
     if (rc < 0) {
@@ -179,7 +200,7 @@ int32_t btAbstractHashTable::insertKey(btIndexIterator* it, btStoredRecord* reco
   int32_t rc = checkReachable();
   if (rc < 0) return rc;
   btDatabase* db = database();
-  btIndexLock lock(db, true);
+  OperationLock lock(this, true);
   if (buckets_ == 0) return BT_STATUS_NO_MEMORY;
   uint64_t b = keyHash(record, definition_) % buckets_;
   btSeek h = bucket(cacheFile(), b);
@@ -199,7 +220,7 @@ int32_t btAbstractHashTable::unlinkDuplicate(btIndexIterator* it, btStoredRecord
   int32_t rc = checkReachable();
   if (rc < 0) return rc;
   btDatabase* db = database();
-  btIndexLock lock(db, true);
+  OperationLock lock(this, true);
   if (!hasLinks()) return BT_STATUS_HASH_COLLISION;
   // The bucket of the record's key tells whether it heads its chain.
   uint64_t b = 0;
@@ -220,7 +241,7 @@ int32_t btAbstractHashTable::removeCurrent(btIndexIterator* it) {
   int32_t rc = checkReachable();
   if (rc < 0) return rc;
   btDatabase* db = database();
-  btIndexLock lock(db, true);
+  OperationLock lock(this, true);
   if (!it->record) return BT_STATUS_NOT_FOUND;
   uint64_t b = it->position;
   btSeek h = bucket(cacheFile(), b);
@@ -242,7 +263,7 @@ int32_t btAbstractHashTable::removeCurrent(btIndexIterator* it) {
 int32_t btAbstractHashTable::first(btIndexIterator* it) {
   int32_t rc = checkReachable();
   if (rc < 0) return rc;
-  btIndexLock lock(database(), false);
+  OperationLock lock(this, false);
   btCacheFile* cf = cacheFile();
   uint64_t b = UINT64_MAX;
   btSeek h = nextBucket(cf, &b, storedBucketCount(cf));
@@ -257,7 +278,7 @@ int32_t btAbstractHashTable::first(btIndexIterator* it) {
 int32_t btAbstractHashTable::last(btIndexIterator* it) {
   int32_t rc = checkReachable();
   if (rc < 0) return rc;
-  btIndexLock lock(database(), false);
+  OperationLock lock(this, false);
   btCacheFile* cf = cacheFile();
   uint64_t b = storedBucketCount(cf);
   btSeek h = previousBucket(cf, &b, 0);
@@ -273,7 +294,7 @@ int32_t btAbstractHashTable::last(btIndexIterator* it) {
 int32_t btAbstractHashTable::next(btIndexIterator* it) {
   int32_t rc = checkReachable();
   if (rc < 0) return rc;
-  btIndexLock lock(database(), false);
+  OperationLock lock(this, false);
   if (!it->record) return BT_STATUS_NOT_FOUND;
   if (hasLinks()) {
     rc = it->chainNext(nullptr);
@@ -296,7 +317,7 @@ int32_t btAbstractHashTable::next(btIndexIterator* it) {
 int32_t btAbstractHashTable::previous(btIndexIterator* it) {
   int32_t rc = checkReachable();
   if (rc < 0) return rc;
-  btIndexLock lock(database(), false);
+  OperationLock lock(this, false);
   if (!it->record) return BT_STATUS_NOT_FOUND;
   if (hasLinks()) {
     rc = it->chainPrevious(nullptr);
@@ -320,7 +341,7 @@ int32_t btAbstractHashTable::previous(btIndexIterator* it) {
 int32_t btAbstractHashTable::nextEqual(btIndexIterator* it) {
   int32_t rc = checkReachable();
   if (rc < 0) return rc;
-  btIndexLock lock(database(), false);
+  OperationLock lock(this, false);
   if (!it->record) return BT_STATUS_NOT_FOUND;
   if (!hasLinks()) {
     it->clearPosition();
@@ -337,7 +358,7 @@ int32_t btAbstractHashTable::nextEqual(btIndexIterator* it) {
 int32_t btAbstractHashTable::previousEqual(btIndexIterator* it) {
   int32_t rc = checkReachable();
   if (rc < 0) return rc;
-  btIndexLock lock(database(), false);
+  OperationLock lock(this, false);
   if (!it->record) return BT_STATUS_NOT_FOUND;
   if (!hasLinks()) {
     it->clearPosition();
@@ -355,7 +376,7 @@ int32_t btAbstractHashTable::collectNeighbours(btIndexIterator* it, uint32_t* se
                                                uint32_t* count, uint32_t maxCount) {
   int32_t rc = checkReachable();
   if (rc < 0) return rc;
-  btIndexLock lock(database(), false);
+  OperationLock lock(this, false);
   if (!it->record || *count >= maxCount) return 0;
   btCacheFile* cf = cacheFile();
   seeks[(*count)++] = it->record;

@@ -9,8 +9,10 @@
 //
 // Bucket cache: buckets 0 to 65,535 are kept in memory once read (0 not
 // read yet, 0xFFFFFFFF read and empty, else the content), updated by every
-// write through the table, and guarded by a mutex of its own that nests
-// inside the cache lock.
+// write through the table, and guarded by a recursive lock of its own that
+// nests inside the cache lock. Each operation takes it once behind the
+// database and cache locks, so that its bucket reads re-enter cheaply; a
+// bare `bucket` call leaves it before reading storage.
 //
 // Ownership: owned by its definition. Threading: operations take the
 // database lock and the cache lock of the file; the bucket cache has its
@@ -18,8 +20,10 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
+#include <optional>
 
+#include "database/btRecursiveLock.h"
+#include "database/index/btIndexLock.h"
 #include "database/index/btIndexStructure.h"
 #include "runtime/cmArray.h"
 
@@ -75,9 +79,22 @@ class btAbstractHashTable : public btIndexStructure {
   int32_t standOnTail(btIndexIterator* it, uint64_t b, btSeek head);
   bool hasLinks() const;
 
+  // The locks of one operation: database, cache file, then the bucket cache.
+  class OperationLock {
+   public:
+    OperationLock(btAbstractHashTable* table, bool write);
+    ~OperationLock();
+    OperationLock(const OperationLock&) = delete;
+    OperationLock& operator=(const OperationLock&) = delete;
+
+   private:
+    btIndexLock index_;
+    btRecursiveLock* buckets_;
+  };
+
   uint64_t buckets_ = 0;
   uint64_t countCache_ = 0;
   cmArray<uint32_t> cache_;
-  std::mutex cacheLock_;
+  btRecursiveLock cacheLock_;
   bool useCacheLock_ = true;
 };

@@ -229,6 +229,10 @@ int32_t btBlockHashTable::writeBucket(btDatabase* db, uint64_t b, uint32_t value
   }
   uint64_t S = slotsPerBlock(cf);
   uint64_t e = (b - I) / S;
+  // The directory is known from the scan: a bucket block that exists is
+  // written without walking the directory nodes to it.
+  btSeek known = e < static_cast<uint64_t>(entries_.size()) ? entries_[static_cast<int64_t>(e)] : 0;
+  if (known) return storeInBucketBlock(db, known, (b - I) % S, value);
   uint32_t pair = 0;
   btBlockHashNode node(e < btBlockHashNode::kRootPairs);
   rc = locateEntry(db, e, value != 0, &node, &pair);
@@ -244,12 +248,18 @@ int32_t btBlockHashTable::writeBucket(btDatabase* db, uint64_t b, uint32_t value
     while (static_cast<uint64_t>(entries_.size()) <= e) entries_.add(0);
     entries_[static_cast<int64_t>(e)] = seek;
   }
+  if (e + 1 > directoryUsed_) directoryUsed_ = e + 1;
+  return storeInBucketBlock(db, seek, (b - I) % S, value);
+}
+
+int32_t btBlockHashTable::storeInBucketBlock(btDatabase* db, btSeek seek, uint64_t slot,
+                                             uint32_t value) {
+  btCacheFile* cf = db->getCacheFile();
   btBlockPin pin = bucketBlock(cf, seek);
   if (!pin) return BT_STATUS_NO_MEMORY;
-  btPut32(pin.data() + 4 + 4 * ((b - I) % S), value);
+  btPut32(pin.data() + 4 + 4 * slot, value);
   cf->markBlockDirty(pin.data());
   db->noteChange();
-  if (e + 1 > directoryUsed_) directoryUsed_ = e + 1;
   return 0;
 }
 

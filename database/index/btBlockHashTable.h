@@ -82,6 +82,8 @@ class btBlockHashTable : public btAbstractHashTable {
                       uint32_t* pair);
   // Number of directory entries up to the last one in use.
   int32_t scanDirectory();
+  // Writes `value` into slot `slot` of the bucket block at `seek`.
+  int32_t storeInBucketBlock(btDatabase* database, btSeek seek, uint64_t slot, uint32_t value);
 
   btSeek scannedRoot_ = 0;
   uint64_t directoryUsed_ = 0;
