@@ -21,13 +21,13 @@ struct ByteClasses {
     const unsigned char spaces[] = {'\t', '\n', '\r', ' '};
     for (unsigned char s : spaces) c[s] = kSpace | kNameEnd | kTargetEnd | kAttrEnd;
     c[0] = kNameEnd | kTargetEnd | kAttrEnd;
-    c['/'] = kNameEnd | kTargetEnd | kAttrEnd;
-    c['>'] = kNameEnd | kTargetEnd | kAttrEnd;
-    c['?'] = kTargetEnd;
-    c['='] = kAttrEnd;
-    c['"'] |= kValueStop;
-    c['\''] |= kValueStop;
-    c['<'] |= kValueStop;
+    c[uint8_t('/')] = kNameEnd | kTargetEnd | kAttrEnd;
+    c[uint8_t('>')] = kNameEnd | kTargetEnd | kAttrEnd;
+    c[uint8_t('?')] = kTargetEnd;
+    c[uint8_t('=')] = kAttrEnd;
+    c[uint8_t('"')] |= kValueStop;
+    c[uint8_t('\'')] |= kValueStop;
+    c[uint8_t('<')] |= kValueStop;
     c[0] |= kValueStop;
   }
 };

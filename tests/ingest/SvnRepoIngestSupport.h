@@ -111,16 +111,25 @@ class IngestPasses : public LogPasses {
 using DumpRow = std::map<std::string, std::string>;
 using DumpTables = std::map<std::string, std::vector<DumpRow>>;
 
+// A vector of pairs of an incomplete type is not portable; a vector of a
+// struct declared first and defined after the value is.
+struct DumpJsonMember;
+struct DumpJsonValue {
+  enum Kind { Null, Scalar, Array, Object } kind = Null;
+  std::string text;
+  std::vector<DumpJsonValue> items;
+  std::vector<DumpJsonMember> members;
+};
+struct DumpJsonMember {
+  std::string first;
+  DumpJsonValue second;
+};
+
 // A small reader for the dump tool's JSON: objects, arrays, strings,
 // numbers, true/false/null. Scalars keep their text.
 class DumpJson {
  public:
-  struct Value {
-    enum Kind { Null, Scalar, Array, Object } kind = Null;
-    std::string text;
-    std::vector<Value> items;
-    std::vector<std::pair<std::string, Value>> members;
-  };
+  using Value = DumpJsonValue;
 
   static bool parse(const std::string& text, Value& out) {
     DumpJson p(text);
@@ -234,7 +243,7 @@ class DumpJson {
         if (at_ >= text_.size() || text_[at_++] != ':') return false;
         Value member;
         if (!value(member)) return false;
-        out.members.emplace_back(std::move(key), std::move(member));
+        out.members.push_back({std::move(key), std::move(member)});
         blanks();
         if (at_ >= text_.size()) return false;
         if (text_[at_] == ',') { ++at_; continue; }

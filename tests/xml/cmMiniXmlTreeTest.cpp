@@ -498,7 +498,10 @@ TEST(MiniXmlTree, RandomEditsMatchAModel) {
     ModelNode modelRoot{CMXML_NODE_DOCUMENT, "", {}, nullptr};
     std::vector<std::pair<cmMiniXmlNode*, ModelNode*>> nodes = {{doc.root(), &modelRoot}};
     for (int step = 0; step < 400; ++step) {
-      auto [ref, mref] = nodes[rng() % nodes.size()];
+      // Plain variables, not a structured binding: a lambda below captures them.
+      auto picked = nodes[rng() % nodes.size()];
+      auto ref = picked.first;
+      ModelNode* mref = picked.second;
       int op = static_cast<int>(rng() % 10);
       if (op < 7) {
         static const uint32_t kinds[] = {CMXML_NODE_ELEMENT, CMXML_NODE_ELEMENT_EMPTY, CMXML_NODE_ATTRIBUTE,
