@@ -1,13 +1,14 @@
 #include "ingest/BranchIngest.h"
 
-#include <memory>
+#include <utility>
+#include <vector>
 
 #include "ingest/CopyEntry.h"
 #include "ingest/CopyExclusions.h"
 #include "ingest/LogEntryFields.h"
+#include "ingest/LogReader.h"
 #include "text/cmDateParts.h"
 #include "update/RunLog.h"
-#include "xml/tvXmlCfg.h"
 #include "vcache/VCDataLayer.h"
 
 using tolvane::TVString;
@@ -32,53 +33,56 @@ int32_t storeTrunk(VCDataLayer& cache) {
 }
 
 // Stores the branch that `entry` created, if it is one and it is new.
-void storeBranch(VCDataLayer& cache, int32_t document, int32_t entry, int32_t trunkId) {
+// Returns the entry's first added directory (null when it has none), which
+// the second walk would look for again.
+cmMiniXmlNode* storeBranch(VCDataLayer& cache, ingest::LogReader& log, cmMiniXmlNode* entry, int32_t trunkId) {
   ingest::CopyEntry copy;
-  if (!copy.readTarget(document, entry)) return;
-  if (!copy.pathBeginsWith(ingest::kBranchesPrefix)) return;
+  if (!copy.readTarget(log, entry)) return copy.pathNode;
+  if (!copy.pathBeginsWith(ingest::kBranchesPrefix)) return copy.pathNode;
 
-  LogEntryFields fields = LogEntryFields::read(document, entry);
+  LogEntryFields fields = log.fields(entry);
   ingest::StripLogValue(fields.revision);
-  copy.readSource(document);
-  if (copy.copyFromPath.isEmpty() || copy.copyFromRev.isEmpty()) return;
+  copy.readSource(log);
+  if (copy.copyFromPath.isEmpty() || copy.copyFromRev.isEmpty()) return copy.pathNode;
 
   VCBranchInfo branch;
   branch.parentId = trunkId;
-  branch.number = fields.revision;
+  branch.number = std::move(fields.revision);
   branch.copyFromNumber = copy.copyFromRev;
   branch.timeStamp = fields.timeStamp;
   branch.name = copy.path;
-  branch.author = fields.author;
-  branch.comments = fields.message;
+  branch.author = std::move(fields.author);
+  branch.comments = std::move(fields.message);
   // A branch that is stored already brings no exclusions either.
-  if (cache.insertBranch(branch) != 0) return;
+  if (cache.insertBranch(branch) != 0) return copy.pathNode;
   LogVerbose("Added branch (status=%i): %s", 0, branch.name.getCString());
 
   ingest::CopyExclusions exclusions;
-  exclusions.collect(document, entry, false);
+  exclusions.collect(log, entry, false);
   exclusions.assignTo(branch.name, branch.id);
-  if (exclusions.count() == 0) return;
+  if (exclusions.count() == 0) return copy.pathNode;
   int32_t status = exclusions.storeForBranch(cache);
   LogVerbose("Added %i branch exclusions (status=%i)", static_cast<int>(exclusions.count()), status);
+  return copy.pathNode;
 }
 
-// Links the branch that `entry` created to the branch it was copied from.
-// Runs for every entry that adds a directory under "/branches", stored in
-// this run or before, and says so when either end isn't a stored branch.
-void linkParent(VCDataLayer& cache, int32_t document, int32_t entry) {
+// Links the branch whose first added directory is `pathNode` to the branch
+// it was copied from. Runs for every entry that adds a directory under
+// "/branches", stored in this run or before, and says so when either end
+// isn't a stored branch.
+void linkParent(VCDataLayer& cache, ingest::LogReader& log, cmMiniXmlNode* pathNode) {
   ingest::CopyEntry copy;
-  copy.pathNode = tvXMLCFGFindFirst(document, ingest::kAddedDirectoryQuery, entry);
-  if (copy.pathNode < 0) return;
+  copy.pathNode = pathNode;
+  if (!copy.pathNode) return;
   copy.path = TVString("", 0);
-  if (ingest::ReadPathText(document, copy.pathNode, copy.path) && !copy.pathBeginsWith(ingest::kBranchesPrefix))
-    return;
-  copy.readSource(document);
+  if (log.pathText(copy.pathNode, copy.path) && !copy.pathBeginsWith(ingest::kBranchesPrefix)) return;
+  copy.readSource(log);
 
-  std::unique_ptr<VCBranchInfo> branch(cache.getBranchByName(copy.path));
-  if (branch) {
-    std::unique_ptr<VCBranchInfo> parent(cache.getBranchByName(copy.copyFromPath));
-    if (parent && cache.setBranchParent(branch->id, parent->id) == 0) return;
-  }
+  int32_t branchId = -1;
+  int32_t parentId = -1;
+  if (cache.findBranchId(copy.path, branchId) && cache.findBranchId(copy.copyFromPath, parentId) &&
+      cache.setBranchParent(branchId, parentId) == 0)
+    return;
   LogVerbose("Unable to update branch parent ID for branch %s, parent branch is '%s'", copy.path.getCString(),
              copy.copyFromPath.getCString());
 }
@@ -89,9 +93,14 @@ int32_t StoreBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>
   // A run without an open session has nowhere to store rows.
   if (cache == nullptr) return 0;
   const int32_t trunkId = storeTrunk(*cache);
-  for (int64_t i = 0; i < entries.size(); ++i) storeBranch(*cache, document, entries[i], trunkId);
+  ingest::LogReader log(document);
+  // The first added directory of each entry, found once: the document
+  // doesn't change between the walks, so the second walk's query would
+  // find the same node.
+  std::vector<cmMiniXmlNode*> added(static_cast<size_t>(entries.size()), nullptr);
+  for (int64_t i = 0; i < entries.size(); ++i) added[i] = storeBranch(*cache, log, log.entry(entries[i]), trunkId);
   // Parents are linked once every branch of the document is stored, so
   // that a branch of a branch made in the same batch finds its source.
-  for (int64_t i = 0; i < entries.size(); ++i) linkParent(*cache, document, entries[i]);
+  for (int64_t i = 0; i < entries.size(); ++i) linkParent(*cache, log, added[i]);
   return 0;
 }

@@ -1,9 +1,9 @@
 #include "ingest/CopyEntry.h"
 
 #include <cstring>
+#include <string_view>
 
-#include "xml/cmMiniXmlNode.h"
-#include "xml/tvXmlCfg.h"
+#include "ingest/LogReader.h"
 
 using tolvane::TVString;
 
@@ -11,29 +11,25 @@ namespace ingest {
 
 void StripLogValue(TVString& text) { text.strip(" \r\n", 'B', 1); }
 
-bool ReadPathText(int32_t document, int32_t pathNode, TVString& text) {
-  int32_t textNode = tvXMLCFGGetFirstChild(document, pathNode, CMXML_NODE_TEXT);
-  if (textNode < 0) return false;
-  text = tvXMLCFGGetValueString(document, textNode);
-  StripLogValue(text);
-  return true;
+bool CopyEntry::readTarget(LogReader& log, cmMiniXmlNode* entry) {
+  pathNode = log.firstAddedDirectory(entry);
+  if (!pathNode) return false;
+  return log.pathText(pathNode, path);
 }
 
-bool CopyEntry::readTarget(int32_t document, int32_t entry) {
-  pathNode = tvXMLCFGFindFirst(document, kAddedDirectoryQuery, entry);
-  if (pathNode < 0) return false;
-  return ReadPathText(document, pathNode, path);
-}
-
-void CopyEntry::readSource(int32_t document) {
-  copyFromPath = tvXMLCFGGetAttributeString(document, pathNode, "copyfrom-path", "");
-  copyFromRev = tvXMLCFGGetAttributeString(document, pathNode, "copyfrom-rev", "");
+void CopyEntry::readSource(LogReader& log) {
+  copyFromPath = log.attribute(pathNode, "copyfrom-path");
+  copyFromRev = log.attribute(pathNode, "copyfrom-rev");
 }
 
 bool CopyEntry::pathBeginsWith(const char* prefix) const {
-  TVString head = path.sub(0, static_cast<int64_t>(std::strlen(prefix)));
-  StripLogValue(head);
-  return head == prefix;
+  // The head of the path, stripped by the log's rule, without a copy.
+  const size_t n = std::strlen(prefix);
+  std::string_view head(path.isNull() ? "" : path.data(), static_cast<size_t>(path.length()));
+  if (head.size() > n) head = head.substr(0, n);
+  while (!head.empty() && IsLogBlank(head.front())) head.remove_prefix(1);
+  while (!head.empty() && IsLogBlank(head.back())) head.remove_suffix(1);
+  return head == std::string_view(prefix, n);
 }
 
 }  // namespace ingest

@@ -6,15 +6,20 @@
 // Only the first added directory of an entry is looked at, so a commit
 // that creates two branches (or a branch and a tag) yields one copy.
 //
-// A plain value read through the XML handle functions; the document
-// belongs to the caller. Main thread only, like every pass.
+// A plain value read through the pass's LogReader; the document belongs
+// to the caller, and `pathNode` is valid while the document is open. Main
+// thread only, like every pass.
 #pragma once
 
 #include <cstdint>
 
 #include "text/TVString.h"
 
+struct cmMiniXmlNode;
+
 namespace ingest {
+
+class LogReader;
 
 constexpr const char* kAddedDirectoryQuery = "paths/path[@kind='dir'][@action='A']";
 constexpr const char* kDeletedPathQuery = "paths/path[@action='D']";
@@ -25,24 +30,20 @@ constexpr const char* kBranchesPrefix = "/branches";
 constexpr const char* kTagsPrefix = "/tags";
 
 struct CopyEntry {
-  int32_t pathNode = -1;           // the first added directory's `path` element
-  tolvane::TVString path;          // its text, stripped
-  tolvane::TVString copyFromPath;  // empty when the directory wasn't copied
-  tolvane::TVString copyFromRev;   // empty when missing
+  cmMiniXmlNode* pathNode = nullptr;  // the first added directory's `path` element
+  tolvane::TVString path;             // its text, stripped
+  tolvane::TVString copyFromPath;     // empty when the directory wasn't copied
+  tolvane::TVString copyFromRev;      // empty when missing
 
   // The first added directory of `entry`, and whether it has text. False
   // when the entry added no directory or its `path` has no text child.
-  bool readTarget(int32_t document, int32_t entry);
+  bool readTarget(LogReader& log, cmMiniXmlNode* entry);
   // The two copy-source attributes of the target, empty when missing.
-  void readSource(int32_t document);
+  void readSource(LogReader& log);
   // Whether as many characters of the path as `prefix` has, stripped,
   // equal `prefix`.
   bool pathBeginsWith(const char* prefix) const;
 };
-
-// The stripped text of a node's first text child; false (and `text` left
-// alone) when there is none.
-bool ReadPathText(int32_t document, int32_t pathNode, tolvane::TVString& text);
 
 // Strips what surrounds a value in the client's log: blanks, CR and LF at
 // both ends; tabs are content.

@@ -3,8 +3,10 @@
 #include <utility>
 
 #include "ingest/CopyEntry.h"
+#include "ingest/LogReader.h"
 #include "vcache/VCDataLayer.h"
-#include "xml/tvXmlCfg.h"
+#include "xml/cmMiniXmlNode.h"
+#include "xml/cmXPathNodeList.h"
 
 using tolvane::TVString;
 
@@ -14,18 +16,21 @@ CopyExclusions::~CopyExclusions() {
   for (int64_t i = 0; i < items_.size(); ++i) delete items_[i];
 }
 
-void CopyExclusions::collect(int32_t document, int32_t entry, bool stopAtBadNode) {
-  cmArray<int> paths;
-  tvXMLCFGFindList(document, kDeletedPathQuery, entry, paths, 0, -1);
-  for (int64_t i = 0; i < paths.size(); ++i) {
-    if (paths[i] < 0 && stopAtBadNode) break;
+void CopyExclusions::collect(LogReader& log, cmMiniXmlNode* entry, bool stopAtBadNode) {
+  for (cmMiniXmlNode* path : log.deletedPaths(entry)) {
+    // A node without an id is what a bad id in the handle functions' list
+    // stood for: it ends the walk or is passed over.
+    if (path->id < 0) {
+      if (stopAtBadNode) break;
+      continue;
+    }
     TVString name;
-    if (!ReadPathText(document, paths[i], name)) continue;
+    if (!log.pathText(path, name)) continue;
     auto* exclusion = new VCExclusionInfo;
     exclusion->itemId = -1;
-    exclusion->type = tvXMLCFGGetAttributeString(document, paths[i], "kind", "");
+    exclusion->type = log.attribute(path, "kind");
     exclusion->type.lowcase();
-    exclusion->name = name;
+    exclusion->name = std::move(name);
     items_.append(std::move(exclusion));
   }
 }

@@ -17,8 +17,11 @@
 
 class VCDataLayer;
 struct VCExclusionInfo;
+struct cmMiniXmlNode;
 
 namespace ingest {
+
+class LogReader;
 
 class CopyExclusions {
  public:
@@ -30,7 +33,7 @@ class CopyExclusions {
   // Appends one exclusion per `path` of the entry's deletions that has
   // text: the stripped path, and its kind in lower case. A negative node id
   // ends the walk when stopAtBadNode is set, else it is skipped.
-  void collect(int32_t document, int32_t entry, bool stopAtBadNode);
+  void collect(LogReader& log, cmMiniXmlNode* entry, bool stopAtBadNode);
   void assignTo(const tolvane::TVString& rootName, int32_t itemId);
 
   int64_t count() const { return items_.size(); }

@@ -1,10 +1,11 @@
 #include "ingest/LabelIngest.h"
 
-#include <memory>
+#include <utility>
 
 #include "ingest/CopyEntry.h"
 #include "ingest/CopyExclusions.h"
 #include "ingest/LogEntryFields.h"
+#include "ingest/LogReader.h"
 #include "update/RunLog.h"
 #include "vcache/VCDataLayer.h"
 
@@ -12,34 +13,34 @@ namespace {
 
 // Stores the label that `entry` created, if it is a tag of a stored branch
 // root and it is new.
-void storeLabel(VCDataLayer& cache, int32_t document, int32_t entry) {
+void storeLabel(VCDataLayer& cache, ingest::LogReader& log, cmMiniXmlNode* entry) {
   ingest::CopyEntry copy;
-  if (!copy.readTarget(document, entry)) return;
+  if (!copy.readTarget(log, entry)) return;
   if (!copy.pathBeginsWith(ingest::kTagsPrefix)) return;
 
-  LogEntryFields fields = LogEntryFields::read(document, entry);
+  LogEntryFields fields = log.fields(entry);
   ingest::StripLogValue(fields.revision);
-  copy.readSource(document);
+  copy.readSource(log);
   if (copy.copyFromPath.isEmpty() || copy.copyFromRev.isEmpty()) return;
 
   // Only the root of a stored branch can be a label's source; a tag of a
   // subdirectory or of another tag is passed over without a word.
-  std::unique_ptr<VCBranchInfo> source(cache.getBranchByName(copy.copyFromPath));
-  if (!source) return;
+  int32_t sourceId = -1;
+  if (!cache.findBranchId(copy.copyFromPath, sourceId)) return;
 
   VCLabelInfo label;
-  label.parentId = source->id;
-  label.number = fields.revision;
+  label.parentId = sourceId;
+  label.number = std::move(fields.revision);
   label.copyFromNumber = copy.copyFromRev;
   label.timeStamp = fields.timeStamp;
   label.name = copy.path;
-  label.author = fields.author;
-  label.comments = fields.message;
+  label.author = std::move(fields.author);
+  label.comments = std::move(fields.message);
   if (cache.insertLabel(label) != 0) return;
   LogVerbose("Added label (status=%i): %s", 0, label.name.getCString());
 
   ingest::CopyExclusions exclusions;
-  exclusions.collect(document, entry, true);
+  exclusions.collect(log, entry, true);
   exclusions.assignTo(label.name, label.id);
   if (exclusions.count() == 0) return;
   int32_t status = exclusions.storeForLabel(cache);
@@ -51,6 +52,7 @@ void storeLabel(VCDataLayer& cache, int32_t document, int32_t entry) {
 int32_t StoreLabelInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) {
   // A run without an open session has nowhere to store rows.
   if (cache == nullptr) return 0;
-  for (int64_t i = 0; i < entries.size(); ++i) storeLabel(*cache, document, entries[i]);
+  ingest::LogReader log(document);
+  for (int64_t i = 0; i < entries.size(); ++i) storeLabel(*cache, log, log.entry(entries[i]));
   return 0;
 }

@@ -1,5 +1,5 @@
 // LogEntryFields: the fields of one log entry as every ingest pass reads
-// them, through the XML handle functions.
+// them.
 //
 //   revision   the entry's "revision" attribute, empty when missing
 //   author     text of the first "author" child element, stripped
@@ -11,7 +11,9 @@
 // ends stay). A missing element, or one without a text child, reads as
 // empty (or 0).
 //
-// A plain value; reading takes the XML handle lock per call.
+// The passes read the fields through their LogReader (LogReader.h), which
+// holds the document for the pass; read() is the same for one entry of a
+// handle, for callers without a reader. A plain value.
 #pragma once
 
 #include <cstdint>
@@ -25,13 +27,10 @@ struct LogEntryFields {
   tolvane::TVString message;
   cmDateStamp timeStamp = 0;
 
+  // The fields of the entry with node id `entry` of the document behind
+  // the handle; takes the handle lock for the call.
   static LogEntryFields read(int32_t document, int32_t entry);
 
-  // The single readers, for passes that need one field.
-  static tolvane::TVString readRevision(int32_t document, int32_t entry);
-  // The stripped text of the first child element `name` of the entry.
-  static tolvane::TVString readChildText(int32_t document, int32_t entry, const char* name);
-  static cmDateStamp readTimeStamp(int32_t document, int32_t entry);
   // ISO text ("2024-01-31T09:15:00.123456Z") to a stamp; 0 when the text
   // is no date.
   static cmDateStamp parseTimeStamp(const cmString& text);

@@ -1,73 +1,158 @@
 #include "ingest/RevisionIngest.h"
 
-#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
+#include <vector>
 
-#include "ingest/CopyEntry.h"
 #include "ingest/LogEntryFields.h"
-#include "text/TVArray.h"
+#include "ingest/LogReader.h"
 #include "update/RunLog.h"
 #include "vcache/VCDataLayer.h"
-#include "xml/tvXmlCfg.h"
+#include "xml/cmMiniXmlNode.h"
+#include "xml/cmXPathNodeList.h"
 
-using tolvane::TVArray;
 using tolvane::TVString;
 
 namespace {
 
-// Files that the commit wrote itself: added, changed or replaced. Deleted
-// files and files that came by copy don't count.
-constexpr const char* kChangedFileQuery = "paths/path[@kind='file'][not(@action='D')][not(@copyfrom-path)]";
-
-// The id of the `file` row for `fileSpec`, stored now if it is new; -1 when the
-// row could neither be found nor stored.
-int32_t fileIdOf(VCDataLayer& cache, const TVString& fileSpec) {
-  // Looked up first: a known file is the common case and should not take
-  // the road of a refused insert.
-  std::unique_ptr<VCFileInfo> found(cache.getFileBySpec(fileSpec));
-  if (found) return found->id;
-  VCFileInfo file;
-  file.spec = fileSpec;
-  int32_t status = cache.insertFile(file);
-  LogVerbose("Added file (status=%i): %s", status, file.spec.getCString());
-  return file.id;
+std::string_view viewOf(const TVString& s) {
+  return {s.isNull() ? "" : s.data(), static_cast<size_t>(s.length())};
 }
 
-void storeRevision(VCDataLayer& cache, int32_t document, int32_t entry) {
-  cmArray<int> paths;
-  tvXMLCFGFindList(document, kChangedFileQuery, entry, paths, 0, -1);
-  if (paths.size() == 0) return;
+// The branch part of `path` by ResolveBranchOfPath's rule: split at "/"
+// with empty pieces kept, the name is "/" and piece 1, and unless that is
+// "/trunk", "/" and piece 2 too. False when the path has fewer than three
+// pieces (fewer than two "/"), and then `name` is left alone.
+bool branchNameOf(std::string_view path, std::string& name) {
+  const size_t first = path.find('/');
+  if (first == std::string_view::npos) return false;
+  const size_t second = path.find('/', first + 1);
+  if (second == std::string_view::npos) return false;
+  const std::string_view piece1 = path.substr(first + 1, second - first - 1);
+  name.assign("/");
+  name.append(piece1);
+  if (piece1 == "trunk") return true;
+  size_t third = path.find('/', second + 1);
+  if (third == std::string_view::npos) third = path.size();
+  name.push_back('/');
+  name.append(path.substr(second + 1, third - second - 1));
+  return true;
+}
+
+// Hashing and equality for maps keyed by text that are searched by a view.
+struct TextHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view s) const { return std::hash<std::string_view>()(s); }
+};
+struct TextEqual {
+  using is_transparent = void;
+  bool operator()(std::string_view a, std::string_view b) const { return a == b; }
+};
+using TextMap = std::unordered_map<std::string, int32_t, TextHash, TextEqual>;
+
+// One run of the pass over the entries of a document.
+//
+// It remembers, for the length of the pass, what the cache answered: the
+// id of a branch name (or that there is no such branch), and the id of a
+// file spec once a row for it is known. The answers can't change within
+// the pass: it stores no branch, and a `file` row, once stored, keeps its
+// spec and id; a spec whose row could neither be found nor stored is not
+// remembered, and is asked for again as before. So every lookup that is
+// answered from memory would have found the same row in the cache.
+class RevisionPass {
+ public:
+  RevisionPass(VCDataLayer& cache, int32_t document) : cache_(cache), log_(document) {}
+
+  void store(int32_t entryId);
+
+ private:
+  void resolve(const TVString& path, int32_t& branchId, TVString& fileSpec);
+  int32_t branchIdOf(const std::string& name);
+  int32_t fileIdOf(const TVString& fileSpec);
+
+  VCDataLayer& cache_;
+  ingest::LogReader log_;
+  TextMap branchIds_;  // name -> id, -1 for no branch
+  TextMap fileIds_;    // spec -> id, only ids that are not negative
+  std::string name_;   // scratch for a branch name
+  std::vector<int32_t> fileIdsOfEntry_;
+};
+
+int32_t RevisionPass::branchIdOf(const std::string& name) {
+  auto it = branchIds_.find(std::string_view(name));
+  if (it != branchIds_.end()) return it->second;
+  int32_t id = -1;
+  if (!cache_.findBranchId(TVString(name.data(), static_cast<int64_t>(name.size())), id)) id = -1;
+  branchIds_.emplace(name, id);
+  return id;
+}
+
+void RevisionPass::resolve(const TVString& path, int32_t& branchId, TVString& fileSpec) {
+  branchId = -1;
+  if (!branchNameOf(viewOf(path), name_)) {
+    fileSpec = path;
+    return;
+  }
+  fileSpec = path.tail(static_cast<int64_t>(name_.size()));
+  branchId = branchIdOf(name_);
+}
+
+// The id of the `file` row for `fileSpec`, stored now if it is new; -1 when
+// the row could neither be found nor stored.
+int32_t RevisionPass::fileIdOf(const TVString& fileSpec) {
+  const std::string_view key = viewOf(fileSpec);
+  auto it = fileIds_.find(key);
+  if (it != fileIds_.end()) return it->second;
+  // Looked up first: a known file is the common case and should not take
+  // the road of a refused insert.
+  int32_t id = -1;
+  if (!cache_.findFileId(fileSpec, id)) {
+    VCFileInfo file;
+    file.spec = fileSpec;
+    int32_t status = cache_.insertFile(file);
+    LogVerbose("Added file (status=%i): %s", status, file.spec.getCString());
+    id = file.id;
+  }
+  if (id >= 0) fileIds_.emplace(std::string(key), id);
+  return id;
+}
+
+void RevisionPass::store(int32_t entryId) {
+  cmMiniXmlNode* entry = log_.entry(entryId);
+  const cmXPathNodeList& paths = log_.changedFiles(entry);
+  if (paths.empty()) return;
 
   // The revision text is taken as the log has it, unstripped.
-  LogEntryFields fields = LogEntryFields::read(document, entry);
+  LogEntryFields fields = log_.fields(entry);
   int32_t revisionBranch = -1;
-  cmArray<int32_t> fileIds;
-  for (int64_t i = 0; i < paths.size(); ++i) {
-    if (paths[i] < 0) break;
-    TVString path;
-    if (!ingest::ReadPathText(document, paths[i], path)) continue;
+  fileIdsOfEntry_.clear();
+  TVString path;
+  TVString fileSpec;
+  for (cmMiniXmlNode* node : paths) {
+    if (node->id < 0) break;
+    if (!log_.pathText(node, path)) continue;
     int32_t branchId = -1;
-    TVString fileSpec;
-    ResolveBranchOfPath(&cache, path, branchId, fileSpec);
+    resolve(path, branchId, fileSpec);
     // The first path in a known branch decides for the whole commit.
     if (revisionBranch == -1) revisionBranch = branchId;
-    int32_t fileId = fileIdOf(cache, fileSpec);
-    if (fileId >= 0) fileIds.append(std::move(fileId));
+    int32_t fileId = fileIdOf(fileSpec);
+    if (fileId >= 0) fileIdsOfEntry_.push_back(fileId);
   }
   if (revisionBranch < 0) return;
 
   VCRevisionInfo revision;
   revision.parentId = revisionBranch;
   revision.number = fields.revision;
-  revision.name = fields.revision;
+  revision.name = std::move(fields.revision);
   revision.timeStamp = fields.timeStamp;
-  revision.author = fields.author;
-  revision.comments = fields.message;
+  revision.author = std::move(fields.author);
+  revision.comments = std::move(fields.message);
   // A revision that is stored already has its cross references too.
-  if (cache.insertRevision(revision) != 0) return;
+  if (cache_.insertRevision(revision) != 0) return;
   LogVerbose("Added revision (status=%i): %s", 0, revision.number.getCString());
-  for (int64_t i = 0; i < fileIds.size(); ++i)
-    cache.insertFileRevisionXref(fileIds[i], revision.id, revision.number);
+  for (int32_t fileId : fileIdsOfEntry_) cache_.insertFileRevisionXref(fileId, revision.id, revision.number);
 }
 
 }  // namespace
@@ -75,24 +160,17 @@ void storeRevision(VCDataLayer& cache, int32_t document, int32_t entry) {
 void ResolveBranchOfPath(VCDataLayer* cache, TVString path, int32_t& branchId, TVString& fileSpec) {
   branchId = -1;
   fileSpec = path;
-  TVArray pieces;
-  path.split('/', pieces);
-  if (pieces.count() < 3) return;
-
-  TVString name("/");
-  name += pieces[1];
-  if (!(name == "/trunk")) {
-    name += '/';
-    name += pieces[2];
-  }
-  fileSpec = path.tail(name.length());
-  std::unique_ptr<VCBranchInfo> branch(cache->getBranchByName(name));
-  if (branch) branchId = branch->id;
+  std::string name;
+  if (!branchNameOf(viewOf(path), name)) return;
+  fileSpec = path.tail(static_cast<int64_t>(name.size()));
+  int32_t id = -1;
+  if (cache->findBranchId(TVString(name.data(), static_cast<int64_t>(name.size())), id)) branchId = id;
 }
 
 int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) {
   // A run without an open session has nowhere to store rows.
   if (cache == nullptr) return 0;
-  for (int64_t i = 0; i < entries.size(); ++i) storeRevision(*cache, document, entries[i]);
+  RevisionPass pass(*cache, document);
+  for (int64_t i = 0; i < entries.size(); ++i) pass.store(entries[i]);
   return 0;
 }

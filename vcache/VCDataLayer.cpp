@@ -168,6 +168,7 @@ int32_t VCDataLayer::fetchHandles() {
   }
   int32_t status = fetchFields();
   if (status != 0) return status;
+  fetchIndexNumbers();
   if ((status = primeCounter(fileTable, "file_id_hash", fileFields.file_id, nextFileId)) != 0) return status;
   if ((status = primeCounter(revisionTable, "revision_id_hash", revisionFields.revision_id, nextRevisionId)) != 0)
     return status;
@@ -235,6 +236,22 @@ int32_t VCDataLayer::fetchFields() {
   exclusionFields(branchExclusionTable, branchExclusionFields, "branch_id");
   exclusionFields(labelExclusionTable, labelExclusionFields, "label_id");
   return failed;
+}
+
+// A missing index keeps -1 and is found as null at its use, as a lookup by
+// name would find it; so this step never fails.
+int32_t VCDataLayer::fetchIndexNumbers() {
+  IndexNumbers& n = indexNumbers;
+  n.file_spec_tree = indexNumber(fileTable, "file_spec_tree");
+  n.revision_number_tree = indexNumber(revisionTable, "revision_number_tree");
+  n.branch_name_tree = indexNumber(branchTable, "branch_name_tree");
+  n.branch_id_hash = indexNumber(branchTable, "branch_id_hash");
+  n.label_name_tree = indexNumber(labelTable, "label_name_tree");
+  return 0;
+}
+
+btIndexDefinition* VCDataLayer::indexAt(btTableInfo* table, int32_t n) {
+  return table && n >= 0 ? table->index(static_cast<uint32_t>(n)) : nullptr;
 }
 
 // The counter is one above the id of the last entry of the id hash. A uint
@@ -312,7 +329,7 @@ int32_t VCDataLayer::insertRow(const InsertPlan& plan, btStoredRecord& record, c
   }
   // A row with this id or this name is stored: take the stored row's id.
   btStoredRecord found;
-  btIndexIterator it(getIndex(database.get(), plan.table, plan.lookupIndex));
+  btIndexIterator it(indexAt(plan.table, plan.lookupIndex));
   int32_t lookup = findFirst(database.get(), plan.table, &it, &record, &found);
   if (lookup == 0) {
     id = readId(found, plan.idField);
@@ -346,7 +363,7 @@ int32_t VCDataLayer::insertCopy(VCRevisionInfo& row, const TVString& copyFromNum
 int32_t VCDataLayer::insertBranch(VCBranchInfo& branch) {
   InsertPlan plan{branchTable,
                   branchFields.id,
-                  "branch_name_tree",
+                  indexNumbers.branch_name_tree,
                   &nextBranchId,
                   "Key violation inserting branch %s : error %i\n",
                   "Unable to insert branch %s : error %i\n",
@@ -357,7 +374,7 @@ int32_t VCDataLayer::insertBranch(VCBranchInfo& branch) {
 int32_t VCDataLayer::insertLabel(VCLabelInfo& label) {
   InsertPlan plan{labelTable,
                   labelFields.id,
-                  "label_name_tree",
+                  indexNumbers.label_name_tree,
                   &nextLabelId,
                   "Key violation inserting label %s : error %i\n",
                   "Unable to insert label %s : error %i\n",
@@ -369,7 +386,7 @@ int32_t VCDataLayer::insertRevision(VCRevisionInfo& revision) {
   if (!database) return VC_INSERT_FAILED;
   InsertPlan plan{revisionTable,
                   revisionFields.revision_id,
-                  "revision_number_tree",
+                  indexNumbers.revision_number_tree,
                   &nextRevisionId,
                   "Key violation inserting revision %s : error %i\n",
                   "Unable to insert revision %s : error %i\n",
@@ -393,7 +410,7 @@ int32_t VCDataLayer::insertFile(VCFileInfo& file) {
   if (!database) return VC_INSERT_FAILED;
   InsertPlan plan{fileTable,
                   fileFields.file_id,
-                  "file_spec_tree",
+                  indexNumbers.file_spec_tree,
                   &nextFileId,
                   "Key violation inserting file %s : error %i\n",
                   "Unable to insert file %s : error %i\n",
@@ -457,14 +474,21 @@ int32_t VCDataLayer::insertFileRevisionXref(int32_t fileId, int32_t revisionId, 
 
 // ---- Lookups ------------------------------------------------------------------
 
-VCBranchInfo* VCDataLayer::getBranchByName(const TVString& name) {
-  if (!database) return nullptr;
-  const CopyFields& f = branchFields;
+int32_t VCDataLayer::findByText(btTableInfo* table, int32_t index, int32_t field, const TVString& text,
+                                btStoredRecord& found) {
+  if (!database) return BT_STATUS_NO_DATABASE;
   btStoredRecord key;
-  if (initRecord(&key, branchTable) != 0 || setText(&key, f.name, name) != 0) return nullptr;
-  btIndexIterator it(getIndex(database.get(), branchTable, "branch_name_tree"));
+  int32_t status = initRecord(&key, table);
+  if (status == 0) status = setText(&key, field, text);
+  if (status != 0) return status;
+  btIndexIterator it(indexAt(table, index));
+  return findFirst(database.get(), table, &it, &key, &found);
+}
+
+VCBranchInfo* VCDataLayer::getBranchByName(const TVString& name) {
+  const CopyFields& f = branchFields;
   btStoredRecord found;
-  if (findFirst(database.get(), branchTable, &it, &key, &found) != 0) return nullptr;
+  if (findByText(branchTable, indexNumbers.branch_name_tree, f.name, name, found) != 0) return nullptr;
   auto* branch = new VCBranchInfo;
   branch->id = readId(found, f.id);
   branch->parentId = readId(found, f.parent_branch_id);
@@ -477,19 +501,29 @@ VCBranchInfo* VCDataLayer::getBranchByName(const TVString& name) {
   return branch;
 }
 
-VCFileInfo* VCDataLayer::getFileBySpec(const TVString& spec) {
-  if (!database) return nullptr;
-  const FileFields& f = fileFields;
-  btStoredRecord key;
-  if (initRecord(&key, fileTable) != 0 || setText(&key, f.file_spec, spec) != 0) return nullptr;
-  btIndexIterator it(getIndex(database.get(), fileTable, "file_spec_tree"));
+bool VCDataLayer::findBranchId(const TVString& name, int32_t& id) {
   btStoredRecord found;
-  if (findFirst(database.get(), fileTable, &it, &key, &found) != 0) return nullptr;
+  if (findByText(branchTable, indexNumbers.branch_name_tree, branchFields.name, name, found) != 0) return false;
+  id = readId(found, branchFields.id);
+  return true;
+}
+
+VCFileInfo* VCDataLayer::getFileBySpec(const TVString& spec) {
+  const FileFields& f = fileFields;
+  btStoredRecord found;
+  if (findByText(fileTable, indexNumbers.file_spec_tree, f.file_spec, spec, found) != 0) return nullptr;
   auto* file = new VCFileInfo;
   file->id = readId(found, f.file_id);
   file->spec = readText(found, f.file_spec);
   file->lastUpdateTime = readDate(found, f.last_update_time);
   return file;
+}
+
+bool VCDataLayer::findFileId(const TVString& spec, int32_t& id) {
+  btStoredRecord found;
+  if (findByText(fileTable, indexNumbers.file_spec_tree, fileFields.file_spec, spec, found) != 0) return false;
+  id = readId(found, fileFields.file_id);
+  return true;
 }
 
 int32_t VCDataLayer::setBranchParent(int32_t branchId, int32_t parentId) {
@@ -499,7 +533,7 @@ int32_t VCDataLayer::setBranchParent(int32_t branchId, int32_t parentId) {
   int32_t status = initRecord(&key, branchTable);
   if (status == 0) status = setUnsigned(&key, f.id, storedId(branchId));
   if (status != 0) return status;
-  btIndexIterator it(getIndex(database.get(), branchTable, "branch_id_hash"));
+  btIndexIterator it(indexAt(branchTable, indexNumbers.branch_id_hash));
   btStoredRecord found;
   status = findFirst(database.get(), branchTable, &it, &key, &found);
   if (status != 0) return status;

@@ -30,6 +30,7 @@
 #include "vcache/VCRows.h"
 
 class btDatabase;
+class btIndexDefinition;
 class btStoredRecord;
 class btTableInfo;
 
@@ -73,6 +74,11 @@ class VCDataLayer {
   // A new row that the caller deletes, or null when there is none.
   VCBranchInfo* getBranchByName(const tolvane::TVString& name);
   VCFileInfo* getFileBySpec(const tolvane::TVString& spec);
+  // The id alone of the row that getBranchByName or getFileBySpec would
+  // return, without making the row: false (and `id` left alone) when there
+  // is none.
+  bool findBranchId(const tolvane::TVString& name, int32_t& id);
+  bool findFileId(const tolvane::TVString& spec, int32_t& id);
   // Status of the database: 0, or BT_STATUS_NOT_FOUND and the like.
   int32_t setBranchParent(int32_t branchId, int32_t parentId);
 
@@ -102,12 +108,18 @@ class VCDataLayer {
   struct FileRevisionXrefFields { int32_t file_id = 0, revision_id = 0, revision_number = 0; };
   struct CopyRevisionXrefFields { int32_t revision_id = 0, item_id = 0, number = 0, time_stamp = 0; };
   struct ExclusionFields { int32_t item_id = 0, type = 0, name = 0; };
+  // Numbers of the indexes that the writers and lookups use, fetched by
+  // name at open, so that no operation looks an index up by its name.
+  struct IndexNumbers {
+    int32_t file_spec_tree = -1, revision_number_tree = -1, branch_name_tree = -1, branch_id_hash = -1,
+            label_name_tree = -1;
+  };
 
   // The parts in which the branch, label, revision and file inserts differ.
   struct InsertPlan {
     btTableInfo* table;
     int32_t idField;
-    const char* lookupIndex;  // the name's B-tree
+    int32_t lookupIndex;  // the name's B-tree, a number from IndexNumbers
     uint32_t* counter;
     const char* keyViolationText;
     const char* failureText;
@@ -116,6 +128,13 @@ class VCDataLayer {
 
   int32_t fetchHandles();
   int32_t fetchFields();
+  int32_t fetchIndexNumbers();
+  // The index of `table` with number `n` (IndexNumbers), or null.
+  static btIndexDefinition* indexAt(btTableInfo* table, int32_t n);
+  // Finds the first row of `table` whose `field` equals `text` through the
+  // index numbered `index`; the row goes into `found`. 0 or a status.
+  int32_t findByText(btTableInfo* table, int32_t index, int32_t field, const tolvane::TVString& text,
+                     btStoredRecord& found);
   int32_t readRepositoryRow(VCRepositoryInfo& row);
   int32_t writeRepositoryRow();
   int32_t primeCounter(btTableInfo* table, const char* hashIndex, int32_t idField, uint32_t& counter);
@@ -155,4 +174,5 @@ class VCDataLayer {
   CopyRevisionXrefFields labelRevisionXrefFields;
   ExclusionFields branchExclusionFields;
   ExclusionFields labelExclusionFields;
+  IndexNumbers indexNumbers;
 };

@@ -5,10 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "IngestTestSupport.h"
 #include "SvnRepoIngestSupport.h"
+#include "text/TVArray.h"
 
 namespace {
 
@@ -48,6 +52,12 @@ TEST_F(RevisionIngestTest, PathsSplitIntoBranchAndSpec) {
       {"/a.c", -1, "/a.c"},
       {"trunk/a.c", -1, "trunk/a.c"},
       {"/Trunk/a.c", -1, ""},
+      // The pieces name the branch and the length of its name cuts the
+      // path, whatever stands before the first "/".
+      {"x/trunk/a.c", trunk.id, "k/a.c"},
+      {"/branches/b/", bId, "/"},
+      {"//a.c", -1, ""},
+      {"", -1, ""},
   };
   for (const Case& c : cases) {
     int32_t branchId = 99;
@@ -55,6 +65,55 @@ TEST_F(RevisionIngestTest, PathsSplitIntoBranchAndSpec) {
     ResolveBranchOfPath(cache_.get(), tolvane::TVString(c.path), branchId, fileSpec);
     EXPECT_EQ(branchId, c.branch) << c.path;
     EXPECT_EQ(Str(fileSpec), c.fileSpec) << c.path;
+  }
+}
+
+// The rule as Part 2.3 words it, split and joined, against the pass's own
+// reading of the path, over paths of every shape the pieces can take.
+void ReferenceResolve(VCDataLayer* cache, const tolvane::TVString& path, int32_t& branchId,
+                      tolvane::TVString& fileSpec) {
+  branchId = -1;
+  fileSpec = path;
+  tolvane::TVArray pieces;
+  path.split('/', pieces);
+  if (pieces.count() < 3) return;
+  tolvane::TVString name("/");
+  name += pieces[1];
+  if (!(name == "/trunk")) {
+    name += '/';
+    name += pieces[2];
+  }
+  fileSpec = path.tail(name.length());
+  std::unique_ptr<VCBranchInfo> branch(cache->getBranchByName(name));
+  if (branch) branchId = branch->id;
+}
+
+TEST_F(RevisionIngestTest, PathsSplitAsTheRuleSays) {
+  for (const char* name : {"/trunk", "/branches/b", "/tags/t", "//x", "/trunk/"}) {
+    VCBranchInfo b;
+    b.name = name;
+    b.number = "1";
+    b.copyFromNumber = "1";
+    ASSERT_EQ(cache_->insertBranch(b), 0) << name;
+  }
+  const char* parts[] = {"", "trunk", "branches", "b", "tags", "t", "x", "a.c", "Trunk", " "};
+  std::vector<std::string> paths;
+  for (const char* a : parts)
+    for (const char* b : parts)
+      for (const char* c : parts) {
+        paths.push_back(std::string(a) + "/" + b + "/" + c);
+        paths.push_back("/" + std::string(a) + "/" + b + "/" + c);
+        paths.push_back(std::string(a) + "/" + b + c);
+        paths.push_back(std::string(a) + b + "/" + c + "/");
+      }
+  for (const std::string& p : paths) {
+    int32_t got = 99, want = 98;
+    tolvane::TVString gotSpec("stale"), wantSpec("old");
+    ResolveBranchOfPath(cache_.get(), tolvane::TVString(p.c_str()), got, gotSpec);
+    ReferenceResolve(cache_.get(), tolvane::TVString(p.c_str()), want, wantSpec);
+    EXPECT_EQ(got, want) << "\"" << p << "\"";
+    EXPECT_EQ(Str(gotSpec), Str(wantSpec)) << "\"" << p << "\"";
+    EXPECT_EQ(gotSpec.isNull(), wantSpec.isNull()) << "\"" << p << "\"";
   }
 }
 
@@ -193,6 +252,64 @@ TEST_F(RevisionIngestTest, WorkingCopyCommitAcrossTrunkAndBranch) {
     files.insert(r.at("file_id"));
   // "/branches/w/x.c", "/branches/w/y.c", "/trunk/x.c"; the deletion has none.
   EXPECT_EQ(files, (std::multiset<std::string>{x, y, x}));
+}
+
+}  // namespace
+
+namespace {
+
+// What the pass remembers within one document (branch names, file specs)
+// changes nothing: the history ingested as one document and the same
+// history ingested one revision per document, where nothing can be
+// remembered from one entry for the next, give the same rows. Files recur
+// in many commits, in the trunk and in a branch, and under a tag folder
+// that is no branch.
+TEST_F(RevisionIngestTest, OneDocumentStoresWhatOneDocumentPerRevisionStores) {
+  std::string v[4];
+  for (int i = 0; i < 4; ++i) v[i] = repo_.source("v" + std::to_string(i) + "\n");
+  ASSERT_TRUE(repo_.mucc("mkdir trunk mkdir branches mkdir tags", "layout"));                    // r1
+  ASSERT_TRUE(repo_.mucc("put " + v[0] + " trunk/a.c put " + v[0] + " trunk/b.c", "code"));       // r2
+  ASSERT_TRUE(repo_.mucc("cp 2 trunk branches/b", "branch"));                                     // r3
+  ASSERT_TRUE(repo_.mucc("mkdir tags/x put " + v[1] + " tags/x/a.c", "tag folder"));             // r4
+  int head = 4;
+  for (int i = 0; i < 6; ++i, ++head) {
+    const std::string& text = v[i % 4];
+    std::string actions = i % 2 ? "put " + text + " branches/b/a.c put " + text + " trunk/a.c"
+                                : "put " + text + " tags/x/a.c put " + text + " trunk/b.c put " + text +
+                                      " branches/b/c" + std::to_string(i) + ".c";
+    ASSERT_TRUE(repo_.mucc(actions, "change " + std::to_string(i)));
+  }
+
+  ingest();
+  REQUIRE_DUMP_TOOL();
+  DumpTables whole = rows();
+
+  // The same history, one document per revision, into a second cache.
+  std::string otherFile = repo_.file("per-revision.db");
+  {
+    VCDataLayer other(tolvane::TVString(repo_.url().c_str()), tolvane::TVString(otherFile.c_str()), 1);
+    ASSERT_EQ(other.open(), 0);
+    for (int r = 1; r <= head; ++r) {
+      std::string log = repo_.file("rev-" + std::to_string(r) + ".xml");
+      std::string command = "svn log --non-interactive --xml -v -r " + std::to_string(r) + ":" +
+                            std::to_string(r) + " '" + repo_.url() + "' > '" + log + "' 2>/dev/null";
+      ASSERT_EQ(std::system(command.c_str()), 0);
+      CaptureStdout([&] { EXPECT_EQ(ParseSvnLog(&other, log.c_str(), passes_), 0); });
+    }
+  }
+  DumpTables perRevision;
+  ASSERT_TRUE(DumpCache(otherFile, repo_.file("per-revision.json"), perRevision));
+
+  // Stamps of the moment of storing differ; everything else is the same.
+  for (DumpTables* t : {&whole, &perRevision}) {
+    for (DumpRow& r : (*t)["file"]) r.erase("last_update_time");
+    for (DumpRow& r : (*t)["branch"])
+      if (r["branch_name"] == "/trunk") r.erase("branch_time_stamp");
+  }
+  EXPECT_EQ(count(whole, "file"), 5u);  // /a.c, /b.c and three /cN.c
+  EXPECT_GE(count(whole, "file_revision_xref"), 16u);
+  for (const char* table : {"file", "revision", "branch", "file_revision_xref", "label", "branch_exclusion"})
+    EXPECT_EQ(whole[table], perRevision[table]) << table;
 }
 
 }  // namespace

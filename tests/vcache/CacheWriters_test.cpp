@@ -212,6 +212,47 @@ TEST(CacheWriters, SetBranchParentSurvivesReopen) {
   EXPECT_EQ(b->number, "4");
 }
 
+// The id-only lookups answer as the row lookups do: the same row by the
+// same key (cut to the field's length), and nothing for a missing one.
+TEST(CacheWriters, IdLookupsAgreeWithRowLookups) {
+  ScratchDir dir;
+  auto cache = OpenCache(dir.file("cache.db"));
+  VCBranchInfo trunk = MakeBranch("/trunk", "-1", -1);
+  ASSERT_EQ(cache->insertBranch(trunk), 0);
+  std::string stem = "/branches/" + std::string(1200, 'y');
+  VCBranchInfo longName = MakeBranch((stem + "A").c_str(), "5");
+  ASSERT_EQ(cache->insertBranch(longName), 0);
+  for (int i = 0; i < 3; ++i) {
+    VCFileInfo f;
+    f.spec = ("/src/f" + std::to_string(i) + ".c").c_str();
+    ASSERT_EQ(cache->insertFile(f), 0);
+  }
+  VCFileInfo longSpec;
+  longSpec.spec = ("/" + std::string(1100, 'z') + "1").c_str();
+  ASSERT_EQ(cache->insertFile(longSpec), 0);
+
+  const char* names[] = {"/trunk", "/branches/none", "", "/Trunk"};
+  for (const char* name : names) {
+    std::unique_ptr<VCBranchInfo> row(cache->getBranchByName(name));
+    int32_t id = 99;
+    EXPECT_EQ(cache->findBranchId(name, id), row != nullptr) << name;
+    EXPECT_EQ(id, row ? row->id : 99) << name;
+  }
+  int32_t id = -5;
+  EXPECT_TRUE(cache->findBranchId((stem + "B").c_str(), id));
+  EXPECT_EQ(id, longName.id);
+
+  const char* specs[] = {"/src/f0.c", "/src/f2.c", "/src/f3.c", "/SRC/f0.c", ""};
+  for (const char* spec : specs) {
+    std::unique_ptr<VCFileInfo> row(cache->getFileBySpec(spec));
+    int32_t fileId = 99;
+    EXPECT_EQ(cache->findFileId(spec, fileId), row != nullptr) << spec;
+    EXPECT_EQ(fileId, row ? row->id : 99) << spec;
+  }
+  EXPECT_TRUE(cache->findFileId(("/" + std::string(1100, 'z') + "2").c_str(), id));
+  EXPECT_EQ(id, longSpec.id);
+}
+
 TEST(CacheWriters, WritersOnAClosedSessionFailQuietly) {
   VCDataLayer cache(kUrl, "never-opened.db", kVersion);
   VCBranchInfo b = MakeBranch("/branches/a", "1");
@@ -222,6 +263,10 @@ TEST(CacheWriters, WritersOnAClosedSessionFailQuietly) {
   EXPECT_EQ(cache.insertFileRevisionXref(0, 0, "1"), -1);
   EXPECT_EQ(cache.getBranchByName("/branches/a"), nullptr);
   EXPECT_EQ(cache.getFileBySpec("/x"), nullptr);
+  int32_t id = 7;
+  EXPECT_FALSE(cache.findBranchId("/branches/a", id));
+  EXPECT_FALSE(cache.findFileId("/x", id));
+  EXPECT_EQ(id, 7);
   EXPECT_FALSE(std::filesystem::exists("never-opened.db"));
 }
 
