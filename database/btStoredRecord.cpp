@@ -167,6 +167,8 @@ uint32_t fieldStoredLength(const btStoredRecord* r, uint32_t field) {
   return end > start ? end - start : 0;
 }
 
+uint32_t btVariableFieldEnd(const btStoredRecord* r, uint32_t v) { return nextPresent(r, v); }
+
 uint8_t* writableFieldAddress(btStoredRecord* r, uint32_t field, int32_t* status) {
   *status = 0;
   if (!r->table || field >= r->table->fieldCount()) {

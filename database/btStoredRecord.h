@@ -94,6 +94,9 @@ uint8_t* fieldAddress(const btStoredRecord* record, uint32_t field);
 // Length of a present variable field's encoding, or the fixed bytes of a
 // fixed field.
 uint32_t fieldStoredLength(const btStoredRecord* record, uint32_t field);
+// Where the encoding of variable field number `v` ends: at the next present
+// variable field, or at the end of the image.
+uint32_t btVariableFieldEnd(const btStoredRecord* record, uint32_t v);
 // The data of a field without its prefix (fixed fields: all their bytes);
 // false when absent. Used for keys, summaries and hashes.
 bool getFieldData(const btStoredRecord* record, uint32_t field, btFieldValue* value);

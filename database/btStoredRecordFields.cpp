@@ -110,8 +110,17 @@ bool getFieldData(const btStoredRecord* r, uint32_t field, btFieldValue* value) 
   if (!f) return false;
   uint8_t* p = fieldAddress(r, field);
   if (!p) return false;
-  uint32_t region = fieldStoredLength(r, field);
-  uint32_t prefix = btFieldTypeOf(f->type)->prefix;
+  // fieldStoredLength without finding the address a second time.
+  const btFieldTypeInfo* info = btFieldTypeOf(f->type);
+  uint32_t region;
+  if (!info || !info->variable) {
+    region = btFieldFixedBytes(f->type, f->size);
+  } else {
+    uint32_t start = static_cast<uint32_t>(p - r->image);
+    uint32_t end = btVariableFieldEnd(r, r->table->variableNumber(field));
+    region = end > start ? end - start : 0;
+  }
+  uint32_t prefix = info ? info->prefix : 0;
   uint32_t length = region;
   switch (f->type) {
     case BT_FIELD_STRING:
