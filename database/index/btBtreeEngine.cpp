@@ -13,6 +13,29 @@ namespace {
 
 bool isRealRecord(btSeek r) { return r != BT_FIND_ANY && r != BT_FIND_NONE && r != BT_FIND_CHAIN_END; }
 
+// Where record `r` stands in a unique leaf, or -1. Its entry lies among the
+// entries with its key's summary, which a binary search finds without
+// reading records; only a record stored under another summary (a key that
+// compares equal but summarises differently) costs the walk of the leaf.
+int32_t positionOfRecord(const btBtreeNode& n, const btKeySummary& sum, btSeek r) {
+  int32_t c = n.count;
+  if (n.childAt(0) == r) return 0;
+  int32_t lo = 1, hi = c;
+  while (lo < hi) {
+    int32_t mid = lo + (hi - lo) / 2;
+    if (compareSummaries(n.summaryAt(mid), sum) < 0) {
+      lo = mid + 1;
+    } else {
+      hi = mid;
+    }
+  }
+  for (int32_t p = lo; p < c && n.summaryAt(p) == sum; p++)
+    if (n.childAt(p) == r) return p;
+  for (int32_t p = 1; p < c; p++)
+    if (n.childAt(p) == r) return p;
+  return -1;
+}
+
 }  // namespace
 
 btBtreeEngine::btBtreeEngine(btIndexDefinition* definition, btDatabase* database,
@@ -51,6 +74,7 @@ void btBtreeEngine::place(btIndexIterator* it, btSeek node, uint32_t position,
   it->chainHead = static_cast<int32_t>(record);
   it->chainPosition = 0;
   it->compare = 0;
+  it->found = btIndexIterator::FoundKey();
 }
 
 bool btBtreeEngine::isEmpty() {
@@ -101,12 +125,10 @@ int32_t btBtreeEngine::find(btIndexIterator* it, const btStoredRecord* key, btSe
       } else {
         bool scanned = false;
         if (n.leaf && !dups && isRealRecord(r)) {
-          for (int32_t p = 0; p < c; p++) {
-            if (n.childAt(p) == r) {
-              pos = p;
-              decided = scanned = true;
-              break;
-            }
+          int32_t p = positionOfRecord(n, sum, r);
+          if (p >= 0) {
+            pos = p;
+            decided = scanned = true;
           }
         }
         int32_t lo = 1, hi = c - 1;
@@ -162,6 +184,7 @@ int32_t btBtreeEngine::find(btIndexIterator* it, const btStoredRecord* key, btSe
     }
     place(it, seek, static_cast<uint32_t>(pos), rec);
     it->compare = cmp;
+    it->found = {key, seek, static_cast<uint64_t>(pos), sum.hi, sum.lo};
     if (cmp != 0) return BT_STATUS_NOT_FOUND;
     if (!dups) return 0;
     if (r == BT_FIND_CHAIN_END) return keys_->chainTail(it);
@@ -230,8 +253,9 @@ int32_t btBtreeEngine::insertKey(btIndexIterator* it, const btStoredRecord* reco
   Item item;
   uint32_t at = p + 1;
   bool atFront = false;
+  // Loaded once: the insert below starts on this very node.
+  btBtreeNode leaf(def_);
   {
-    btBtreeNode leaf(def_);
     rc = loadNode(&leaf, cf_, leafSeek);
     if (rc < 0) return rc;
     if (!leaf.leaf) return BT_STATUS_BAD_FIELD;
@@ -241,7 +265,14 @@ int32_t btBtreeEngine::insertKey(btIndexIterator* it, const btStoredRecord* reco
       place(it, leafSeek, p, head);
       return keys_->chainAdd(it, s);
     }
-    btKeySummary sum = keys_->summaryOfKey(record);
+    const btIndexIterator::FoundKey& f = it->found;
+    btKeySummary sum;
+    if (f.key == record && f.node == leafSeek && f.position == p) {
+      sum.hi = f.summaryHi;
+      sum.lo = f.summaryLo;
+    } else {
+      sum = keys_->summaryOfKey(record);
+    }
     item.child = item.separator = s;
     item.summary = sum;
     if (it->compare < 0 && p == 0) {
@@ -263,7 +294,7 @@ int32_t btBtreeEngine::insertKey(btIndexIterator* it, const btStoredRecord* reco
   }
   btSeek landedNode = 0;
   uint32_t landedPos = 0;
-  rc = insertUpward(leafSeek, at, item, &landedNode, &landedPos);
+  rc = insertUpward(leafSeek, at, item, &landedNode, &landedPos, &leaf);
   if (rc < 0) return rc;
   if (atFront) {
     // Position 0 never moves in a split.
@@ -275,12 +306,14 @@ int32_t btBtreeEngine::insertKey(btIndexIterator* it, const btStoredRecord* reco
 }
 
 int32_t btBtreeEngine::insertUpward(btSeek seek, uint32_t at, Item item, btSeek* landedNode,
-                                    uint32_t* landedPosition) {
+                                    uint32_t* landedPosition, btBtreeNode* loaded) {
   bool leafLevel = true;
   for (int depth = 0;; depth++) {
     if (depth > kMaxHeight) return BT_STATUS_BAD_NODE;
-    btBtreeNode n(def_);
-    int32_t rc = loadNode(&n, cf_, seek);
+    btBtreeNode local(def_);
+    bool reuse = depth == 0 && loaded;
+    btBtreeNode& n = reuse ? *loaded : local;
+    int32_t rc = reuse ? 0 : loadNode(&local, cf_, seek);
     if (rc < 0) return rc;
     if (!n.isFull()) {
       rc = n.insertAt(at, item.child, item.separator, item.summary);

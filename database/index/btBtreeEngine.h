@@ -95,8 +95,9 @@ class btBtreeEngine {
 
   int32_t ready() const;
   void place(btIndexIterator* it, btSeek node, uint32_t position, btSeek record) const;
+  // `loaded`, when given, is the node at `leaf` already bound by the caller.
   int32_t insertUpward(btSeek leaf, uint32_t at, Item item, btSeek* landedNode,
-                       uint32_t* landedPosition);
+                       uint32_t* landedPosition, btBtreeNode* loaded = nullptr);
   int32_t split(btBtreeNode* node, uint32_t at, const Item& item, SplitResult* result);
   int32_t setParentOf(btSeek child, btSeek parent);
   int32_t rewriteAncestor(btSeek child, btSeek parent, btSeek separator,

@@ -38,6 +38,7 @@ void btIndexIterator::clearPosition() {
   record = 0;
   chainHead = 0;
   chainPosition = 0;
+  found = FoundKey();
 }
 
 uint64_t btIndexIterator::recordLimit() const {

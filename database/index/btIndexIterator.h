@@ -82,6 +82,19 @@ class btIndexIterator {
   // since the count serves as the bound on a walk.
   uint64_t chainPosition = 0;
 
+  // What a B-tree find computed for its key, kept for the insert that
+  // follows at the place it found, so that the key is summarised once.
+  // Valid only while the iterator stands where that find left it and the
+  // insert passes the same key record.
+  struct FoundKey {
+    const btStoredRecord* key = nullptr;
+    btSeek node = 0;
+    uint64_t position = 0;
+    uint64_t summaryHi = 0;
+    uint64_t summaryLo = 0;
+  };
+  FoundKey found;
+
  private:
   uint64_t recordLimit() const;
   int32_t linkOffset() const;
