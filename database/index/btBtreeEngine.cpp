@@ -178,7 +178,9 @@ int32_t btBtreeEngine::find(btIndexIterator* it, const btStoredRecord* key, btSe
     }
     btSeek rec = n.childAt(pos);
     int cmp = 0;
-    if (!decided) {
+    // A new key usually differs from its neighbour within the summary;
+    // then the record need not be read to say on which side it goes.
+    if (!decided && !(pos > 0 && btSummariesOrderKeys(def_, sum, n.summaryAt(pos), &cmp))) {
       rc = keys_->compareWithRecord(key, rec, &cmp);
       if (rc < 0) return rc;
     }

@@ -402,6 +402,42 @@ btKeySummary keySummaryWide(const btStoredRecord* r, const btIndexDefinition* d)
   return out;
 }
 
+bool btSummariesOrderKeys(const btIndexDefinition* d, const btKeySummary& a,
+                          const btKeySummary& b, int* order) {
+  // The 4-byte form weighs bytes together; only the wide form keeps them.
+  if (!d || d->partCount != 1 || !d->owner || !keySummaryIsWide(d)) return false;
+  const btFieldDefinition* f = d->owner->field(d->partField(0));
+  if (!f) return false;
+  switch (f->type) {
+    case BT_FIELD_STRING: case BT_FIELD_ZSTRING: case BT_FIELD_BSTRING: case BT_FIELD_ISTRING:
+      break;
+    default:
+      return false;
+  }
+  bool folding = d->partMode(0) < 1;
+  uint32_t limit = (d->indexFlags & BT_INDEX_SUMMARY16) ? 16 : 8;
+  auto byteAt = [](const btKeySummary& s, uint32_t i) {
+    uint64_t w = i < 8 ? s.hi : s.lo;
+    return static_cast<uint8_t>(w >> (56 - 8 * (i % 8)));
+  };
+  // Upper case from a lowered byte: what the folding comparison sees.
+  auto upper = [](uint8_t c) { return (c >= 'a' && c <= 'z') ? static_cast<uint8_t>(c - 32) : c; };
+  for (uint32_t i = 0; i < limit && i < f->size; i++) {
+    uint8_t x = byteAt(a, i), y = byteAt(b, i);
+    // Past a byte of a multi-byte character the folding comparison walks
+    // code points, which bytes do not show.
+    if (folding && (x >= 0x80 || y >= 0x80)) return false;
+    if (x == y) continue;
+    if (folding) {
+      x = upper(x);
+      y = upper(y);
+    }
+    *order = x < y ? -1 : 1;
+    return true;
+  }
+  return false;
+}
+
 uint32_t keyHashForVersion(const btStoredRecord* r, const btIndexDefinition* d,
                            uint32_t version) {
   Part k;

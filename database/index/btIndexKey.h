@@ -38,6 +38,15 @@ uint32_t keySummary(const btStoredRecord* record, const btIndexDefinition* index
 // The wide summary over the key parts; `lo` stays 0 without flag 32.
 btKeySummary keySummaryWide(const btStoredRecord* record, const btIndexDefinition* index);
 
+// Whether two different wide summaries already tell how compareKeys
+// orders the keys they come from, and `*order` (-1 or 1) when they do.
+// Only a one-part key of a byte string type under a wide summary
+// qualifies, and only when the summaries first differ after an ASCII
+// prefix at a byte below 0x80 (any byte without case folding): there the
+// lowered summary bytes give back the upper-case folding the comparison
+// uses. Anything else is for the records to settle.
+bool btSummariesOrderKeys(const btIndexDefinition* index, const btKeySummary& a,
+                          const btKeySummary& b, int* order);
 // The bucket hash of a record's key: the first key part only, legacy hash
 // for files of a format below 2400.
 uint32_t keyHash(const btStoredRecord* record, const btIndexDefinition* index);

@@ -314,3 +314,49 @@ TEST(IndexKinds, TextsTargetsAndWhatTheFactoryOpensToday) {
 }
 
 }  // namespace
+
+// Where the B-tree lets two summaries decide a comparison, the answer must
+// be the one compareKeys gives on the records, for every pair of a set of
+// strings chosen around the traps: characters between 'Z' and 'a' (which
+// sort differently lowered and upper-cased), multi-byte characters,
+// prefixes, keys longer than the summary, both summary widths, folding
+// and exact fields.
+TEST(KeySummary, SummariesDecideOnlyWhereTheComparisonAgrees) {
+  const char* texts[] = {" ",  "a",   "A",    "_",     "[",          "`",          "ab",
+                         "aB", "ab_", "abc",  "abd",   "Z",          "z",          "\xC3\xA4",
+                         "a\xC3\xA4", "\xC3\x84", "abcdefghij", "abcdefghiX", "a\x01", "1",
+                         "10", "2",   "19999", "200000", "abcdefgh",  "abcdefgh_", "ABCDEFGHIJKLMNOPq"};
+  int decided = 0;
+  for (uint8_t type : {BT_FIELD_STRING, BT_FIELD_ZSTRING, BT_FIELD_BSTRING}) {
+    for (uint8_t fieldFlags : {uint8_t(0), kExact}) {
+      for (uint8_t indexFlags : {uint8_t(16), uint8_t(32)}) {
+        for (const char* x : texts) {
+          for (const char* y : texts) {
+            KeyTable a({{type, 40, fieldFlags, x, 0}}, indexFlags);
+            KeyTable b({{type, 40, fieldFlags, y, 0}}, indexFlags);
+            btKeySummary sa = keySummaryWide(&a.record, a.index());
+            btKeySummary sb = keySummaryWide(&b.record, b.index());
+            int order = 0;
+            if (!btSummariesOrderKeys(a.index(), sa, sb, &order)) continue;
+            decided++;
+            EXPECT_NE(sa, sb) << x << " / " << y;
+            EXPECT_EQ(compareKeys(&a.record, &b.record, a.index()), order)
+                << x << " / " << y << " type " << int(type) << " flags " << int(fieldFlags);
+          }
+        }
+      }
+    }
+  }
+  EXPECT_GT(decided, 1000);
+  // Lowered, '_' sorts before 'a'; the comparison folds to upper case, where
+  // it sorts after 'A'. The decision follows the comparison.
+  KeyTable under({{BT_FIELD_STRING, 40, 0, "_", 0}}, 16);
+  KeyTable letter({{BT_FIELD_STRING, 40, 0, "a", 0}}, 16);
+  int order = 0;
+  ASSERT_TRUE(btSummariesOrderKeys(under.index(), keySummaryWide(&under.record, under.index()),
+                                   keySummaryWide(&letter.record, letter.index()), &order));
+  EXPECT_EQ(1, order);
+  // A 4-byte summary weighs its bytes together and decides nothing.
+  KeyTable narrow({{BT_FIELD_STRING, 40, 0, "a", 0}}, 0);
+  EXPECT_FALSE(btSummariesOrderKeys(narrow.index(), btKeySummary{1, 0}, btKeySummary{2, 0}, &order));
+}
