@@ -202,7 +202,10 @@ int32_t placeBytes(btDatabase* db, btCacheFile* cf, const uint8_t* bytes, uint32
 
   uint64_t bestPos = 0;
   uint32_t bestScore = 0;
-  btBlockPin bestPin;
+  // Two views take turns along the chain; the best block so far stays bound
+  // in one of them, so the placement needs no second binding.
+  btVariableLengthStorageBlock views[2];
+  int cur = 0, best = -1;
   uint32_t examined = 0;
   bool done = false;
   btSeek heads[2] = {table ? table->ownDataHead() : 0, own ? 0 : db->header().dataBlockHead};
@@ -211,37 +214,39 @@ int32_t placeBytes(btDatabase* db, btCacheFile* cf, const uint8_t* bytes, uint32
     btSeek link = heads[c];
     while (link && !done) {
       uint64_t pos = blockPositionOf(db, link);
-      btVariableLengthStorageBlock area;
-      if (loadArea(&area, db, cf, pos) < 0 || btBlockKindOf(btGet32(area.block)) != BT_BLOCK_DATA)
+      btVariableLengthStorageBlock& view = views[cur];
+      if (loadArea(&view, db, cf, pos) < 0 || btBlockKindOf(btGet32(view.block)) != BT_BLOCK_DATA)
         break;  // a damaged chain is left as it is; a new block will do
       examined++;
-      if (n <= area.freeBytes()) {
+      link = view.next;
+      if (n <= view.freeBytes()) {
         if (!nearSeeks) {
           bestPos = pos;
-          bestPin = btBlockPin::fetch(cf, pos, 0);
+          best = cur;
           done = true;
           break;
         }
         uint32_t score = 1;
         for (uint32_t i = 0; i < want; i++)
           if (blockPositionOf(db, nearSeeks[i]) == pos) score++;
-        if (area.freeBytes() >= area.size / 2u) score++;
+        if (view.freeBytes() >= view.size / 2u) score++;
         if (score > bestScore) {
           bestScore = score;
           bestPos = pos;
-          bestPin = btBlockPin::fetch(cf, pos, 0);
+          best = cur;
+          cur ^= 1;
         }
         if (bestScore >= want) done = true;
       }
       if (examined > kMaxChainWalk || (examined > depth && bestPos)) done = true;
-      link = area.next;
     }
   }
 
-  btVariableLengthStorageBlock area;
+  btVariableLengthStorageBlock fresh;
+  btVariableLengthStorageBlock* chosen = &fresh;
   if (bestPos) {
-    int32_t rc = loadArea(&area, db, cf, bestPos);
-    if (rc < 0) return rc;
+    chosen = &views[best];
+    views[best == 0 ? 1 : 0].releaseImage();
   } else {
     int32_t status = 0;
     btBlockPin pin;
@@ -249,11 +254,11 @@ int32_t placeBytes(btDatabase* db, btCacheFile* cf, const uint8_t* bytes, uint32
     if (!seek) return status;
     bestPos = blockPositionOf(db, seek);
     btVariableLengthStorageBlock::format(pin.data() + 4, static_cast<uint16_t>(B - 4));
-    int32_t rc = loadArea(&area, db, cf, bestPos);
+    int32_t rc = loadArea(&fresh, db, cf, bestPos);
     if (rc < 0) return rc;
-    linkAtHead(db, cf, &area, bestPos, table);
+    linkAtHead(db, cf, &fresh, bestPos, table);
   }
-  bestPin.reset();
+  btVariableLengthStorageBlock& area = *chosen;
   db->setDirty();
   uint16_t slot = 0;
   uint8_t* placed = nullptr;
