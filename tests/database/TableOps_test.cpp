@@ -150,11 +150,14 @@ TEST(TableOpsInsert, IndexRefusalAfterPlacementIsRolledBack) {
   Row found;
   ASSERT_EQ(0, t.findBy("name_index", {0, "a"}, &found));
   EXPECT_EQ(1u, found.id);
-  // The chain ends at the first row again: a scan sees one row.
-  btTableIterator it(t.table);
-  btStoredRecord r;
-  ASSERT_EQ(0, seekToFirst(t.db.get(), &it, &r));
-  EXPECT_EQ(BT_STATUS_NOT_FOUND, seekToNext(t.db.get(), &it, &r));
+  // The chain ends at the first row again: a scan sees one row. The
+  // iterator holds the database's lock, so it ends before the close.
+  {
+    btTableIterator it(t.table);
+    btStoredRecord r;
+    ASSERT_EQ(0, seekToFirst(t.db.get(), &it, &r));
+    EXPECT_EQ(BT_STATUS_NOT_FOUND, seekToNext(t.db.get(), &it, &r));
+  }
   t.close();
 }
 
@@ -258,12 +261,14 @@ TEST(TableOpsScan, EmptyTableAndInsertionOrder) {
     EXPECT_NE(0u, it.current());
   }
   for (uint32_t i = 2; i <= 40; i++) ASSERT_EQ(0, t.insert({i, "n" + std::to_string(i), "", i}));
-  btTableIterator it(t.table);
-  btStoredRecord r;
-  uint32_t expect = 1;
-  for (int32_t rc = seekToFirst(t.db.get(), &it, &r); rc == 0; rc = seekToNext(t.db.get(), &it, &r))
-    EXPECT_EQ(expect++, getUnsigned(&r, 0));
-  EXPECT_EQ(41u, expect);
+  {
+    btTableIterator it(t.table);
+    btStoredRecord r;
+    uint32_t expect = 1;
+    for (int32_t rc = seekToFirst(t.db.get(), &it, &r); rc == 0; rc = seekToNext(t.db.get(), &it, &r))
+      EXPECT_EQ(expect++, getUnsigned(&r, 0));
+    EXPECT_EQ(41u, expect);
+  }
   t.close();
 }
 
