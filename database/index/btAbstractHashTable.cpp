@@ -16,6 +16,9 @@ constexpr uint32_t kEmptyMark = 0xFFFFFFFFu;
 constexpr uint64_t kMaxSteps = 1ull << 30;
 // Buckets looked at on each side of the iterator when collecting neighbours.
 constexpr uint64_t kNeighbourWindow = 65536;
+// Marks the iterator's found key as hashed by this kind (the hash stands
+// in place of a summary).
+constexpr uint64_t kHashedKey = ~0ull;
 
 }  // namespace
 
@@ -148,6 +151,7 @@ int32_t btAbstractHashTable::find(btIndexIterator* it, const btStoredRecord* key
   it->clearPosition();
   it->position = b;
   it->hash = wanted;
+  it->found = {key, 0, kHashedKey, 0, wanted};
   if (!h) return BT_STATUS_NOT_FOUND;
   standOnHead(it, b, h);
   if (h == r) return 0;
@@ -202,7 +206,11 @@ int32_t btAbstractHashTable::insertKey(btIndexIterator* it, btStoredRecord* reco
   btDatabase* db = database();
   OperationLock lock(this, true);
   if (buckets_ == 0) return BT_STATUS_NO_MEMORY;
-  uint64_t b = keyHash(record, definition_) % buckets_;
+  // The find before the insert hashed this very key record already.
+  const btIndexIterator::FoundKey& f = it->found;
+  uint32_t hash = f.key == record && f.position == kHashedKey ? static_cast<uint32_t>(f.summaryLo)
+                                                              : keyHash(record, definition_);
+  uint64_t b = hash % buckets_;
   btSeek h = bucket(cacheFile(), b);
   if (!h) {
     rc = setBucket(db, b, s);

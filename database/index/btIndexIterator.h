@@ -82,10 +82,10 @@ class btIndexIterator {
   // since the count serves as the bound on a walk.
   uint64_t chainPosition = 0;
 
-  // What a B-tree find computed for its key, kept for the insert that
-  // follows at the place it found, so that the key is summarised once.
-  // Valid only while the iterator stands where that find left it and the
-  // insert passes the same key record.
+  // What a find computed for its key (a B-tree's summary, a hash table's
+  // hash), kept for the insert that follows at the place it found, so that
+  // the key is worked out once. Valid only while the iterator stands where
+  // that find left it and the insert passes the same key record.
   struct FoundKey {
     const btStoredRecord* key = nullptr;
     btSeek node = 0;
