@@ -21,6 +21,9 @@ namespace ingest {
 
 class LogReader;
 
+// LogReader::mayHaveAddedDirectory restates the steps and the first
+// predicate of this query to pass over entries without a directory; the
+// two change together.
 constexpr const char* kAddedDirectoryQuery = "paths/path[@kind='dir'][@action='A']";
 constexpr const char* kDeletedPathQuery = "paths/path[@action='D']";
 

@@ -4,6 +4,8 @@
 #include "runtime/cmException.h"
 #include "xml/cmMiniXml.h"
 #include "xml/cmXPath.h"
+#include "xml/cmXPathAxes.h"
+#include "xml/cmXPathOpcode.h"
 
 using tolvane::TVString;
 
@@ -66,11 +68,32 @@ const cmXPathNodeList& nodesOf(const cmXPathItem& result) {
 
 }  // namespace
 
+// Whether a `path` of a `paths` child of the entry has an attribute kind
+// whose value is "dir": the steps and the first predicate of the added-
+// directory query, by the same node tests (elements by name, attributes by
+// name, values decoded and compared byte for byte). Without such a path the
+// query finds nothing; with one, the query itself decides. Most entries
+// change files only, and are answered here without a run of the query.
+bool LogReader::mayHaveAddedDirectory(cmMiniXmlNode* entry) {
+  cmXPathAxes::Child paths, path, attribute;
+  for (cmMiniXmlNode* c = paths.start(entry); c; c = paths.next()) {
+    if (!(c->kind & CM_XPATH_MASK_ELEMENTS) || c->nameView() != "paths") continue;
+    for (cmMiniXmlNode* p = path.start(c); p; p = path.next()) {
+      if (!(p->kind & CM_XPATH_MASK_ELEMENTS) || p->nameView() != "path") continue;
+      for (cmMiniXmlNode* a = attribute.start(p); a; a = attribute.next())
+        if ((a->kind & CM_XPATH_MASK_ATTRIBUTE) && a->nameView() == "kind" && doc_->decodedValue(a) == "dir")
+          return true;
+    }
+  }
+  return false;
+}
+
 cmMiniXmlNode* LogReader::firstAddedDirectory(cmMiniXmlNode* entry) {
   if (!entry) return nullptr;
   // What tvXMLCFGFindFirst runs: stop at the first match. Anything thrown
   // is its "not found".
   try {
+    if (!mayHaveAddedDirectory(entry)) return nullptr;
     Query& q = query(addedDirectory_, kAddedDirectoryQuery);
     cmXPathRunOptions options;
     options.firstOnly = true;

@@ -70,6 +70,7 @@ class LogReader {
   struct Query;
   Query& query(std::unique_ptr<Query>& slot, std::string_view text);
   const cmXPathNodeList& list(std::unique_ptr<Query>& slot, std::string_view text, cmMiniXmlNode* entry);
+  bool mayHaveAddedDirectory(cmMiniXmlNode* entry);
   // The decoded value of the first text child of the entry's first child
   // element `name`; false when either is missing.
   bool childText(cmMiniXmlNode* entry, std::string_view name, std::string_view& value);

@@ -152,7 +152,8 @@ void RevisionPass::store(int32_t entryId) {
   // A revision that is stored already has its cross references too.
   if (cache_.insertRevision(revision) != 0) return;
   LogVerbose("Added revision (status=%i): %s", 0, revision.number.getCString());
-  for (int32_t fileId : fileIdsOfEntry_) cache_.insertFileRevisionXref(fileId, revision.id, revision.number);
+  cache_.insertFileRevisionXrefs(fileIdsOfEntry_.data(), static_cast<int64_t>(fileIdsOfEntry_.size()), revision.id,
+                                 revision.number);
 }
 
 }  // namespace

@@ -459,17 +459,29 @@ int32_t VCDataLayer::insertLabelExclusions(cmArray<VCExclusionInfo*>& exclusions
 }
 
 int32_t VCDataLayer::insertFileRevisionXref(int32_t fileId, int32_t revisionId, const TVString& revisionNumber) {
-  if (!database) return -1;
+  return insertFileRevisionXrefs(&fileId, 1, revisionId, revisionNumber);
+}
+
+int32_t VCDataLayer::insertFileRevisionXrefs(const int32_t* fileIds, int64_t count, int32_t revisionId,
+                                             const TVString& revisionNumber) {
+  if (!database) return count > 0 ? -1 : 0;
   const FileRevisionXrefFields& f = fileRevisionXrefFields;
+  // The insert copies the record, so one record serves every row: only the
+  // file differs from row to row.
   btStoredRecord record;
-  int32_t status = initRecord(&record, fileRevisionXrefTable);
-  if (status == 0) status = setUnsigned(&record, f.file_id, storedId(fileId));
-  if (status == 0) status = setUnsigned(&record, f.revision_id, storedId(revisionId));
-  if (status == 0) status = setText(&record, f.revision_number, revisionNumber);
-  if (status == 0) status = insertRecord(database.get(), fileRevisionXrefTable, &record, nullptr);
-  if (status != 0 && status != BT_STATUS_KEY_VIOLATION)
-    LogVerbose("Unable to insert insert file-revision cross reference : error %i\n", status);
-  return status == 0 ? 0 : -1;
+  int32_t prepared = initRecord(&record, fileRevisionXrefTable);
+  if (prepared == 0) prepared = setUnsigned(&record, f.revision_id, storedId(revisionId));
+  if (prepared == 0) prepared = setText(&record, f.revision_number, revisionNumber);
+  int32_t result = 0;
+  for (int64_t i = 0; i < count; ++i) {
+    int32_t status = prepared;
+    if (status == 0) status = setUnsigned(&record, f.file_id, storedId(fileIds[i]));
+    if (status == 0) status = insertRecord(database.get(), fileRevisionXrefTable, &record, nullptr);
+    if (status != 0 && status != BT_STATUS_KEY_VIOLATION)
+      LogVerbose("Unable to insert insert file-revision cross reference : error %i\n", status);
+    if (status != 0) result = -1;
+  }
+  return result;
 }
 
 // ---- Lookups ------------------------------------------------------------------

@@ -69,6 +69,11 @@ class VCDataLayer {
   int32_t insertLabelExclusions(cmArray<VCExclusionInfo*>& exclusions);
   // 0, or -1 on any refusal.
   int32_t insertFileRevisionXref(int32_t fileId, int32_t revisionId, const tolvane::TVString& revisionNumber);
+  // insertFileRevisionXref for each of `count` file ids in order, with one
+  // record whose revision fields are set once; rows, order and log lines
+  // are those of the single inserts. 0, or -1 when any was refused.
+  int32_t insertFileRevisionXrefs(const int32_t* fileIds, int64_t count, int32_t revisionId,
+                                  const tolvane::TVString& revisionNumber);
 
   // ---- Lookups --------------------------------------------------------------
   // A new row that the caller deletes, or null when there is none.

@@ -173,6 +173,26 @@ of text
 )");
 }
 
+// Entries that the added-directory query must answer on its own, and some
+// that the reader answers before running it: a directory that isn't added,
+// a kind spelt with a character reference, paths outside `paths`, nested
+// `paths`, attributes that only look alike.
+TEST(LogReader, AddedDirectoriesOfEveryShape) {
+  CompareWithHandleFunctions(R"(<?xml version="1.0"?>
+<log>
+<logentry revision="1"><paths><path kind="dir" action="D">/trunk/x</path></paths></logentry>
+<logentry revision="2"><paths><path kind="di&#x72;" action="&#65;">/branches/ref</path></paths></logentry>
+<logentry revision="3"><other><path kind="dir" action="A">/branches/outside</path></other></logentry>
+<logentry revision="4"><paths><paths><path kind="dir" action="A">/branches/nested</path></paths></paths></logentry>
+<logentry revision="5"><paths><path Kind="dir" action="A">/a</path><path kind="Dir" action="A">/b</path>
+<path kind=" dir" action="A">/c</path><pathx kind="dir" action="A">/d</pathx></paths></logentry>
+<logentry revision="6"><paths kind="dir" action="A"><path kind="file" action="A">/e</path></paths></logentry>
+<logentry revision="7"><paths/><paths><path action="A" kind="dir"/></paths></logentry>
+<logentry revision="8"><paths><path kind="dir" action="A"><![CDATA[/branches/cdata]]></path></paths></logentry>
+</log>
+)");
+}
+
 TEST(LogReader, BadHandlesAndIdsFindNothing) {
   ingest::LogReader none(987654);
   EXPECT_EQ(none.entry(0), nullptr);
