@@ -8,7 +8,8 @@
 // The writers are what the ingest calls. A repeated log entry is an insert
 // that a unique index refuses; the writer then looks the row up by its name
 // and hands back the stored id with -1, so the database's indexes are the
-// only memory of what was seen, between entries and between runs.
+// only memory of what was seen between runs (the revision pass remembers
+// the ids it was given within one document, see RevisionIngest.h).
 //
 // States: constructed (no database) -> open (database and handles set) ->
 // closed (as constructed; may be opened again). The destructor closes.
