@@ -228,8 +228,10 @@ int main(int argc, char** argv) {
     std::ofstream out(standIn, std::ios::trunc);
     out << "#!/bin/sh\n"
            "# Prints the kept log of the range asked for (-rHEAD or -rFROM:TO).\n"
+           "# No process but this shell and cat, as the real client is one process.\n"
            "for a in \"$@\"; do case \"$a\" in -r*) r=\"${a#-r}\";; esac; done\n"
-           "r=$(printf %s \"$r\" | tr -d '\"' | tr : -)\n"
+           "r=\"${r#\\\"}\"; r=\"${r%\\\"}\"\n"
+           "case \"$r\" in *:*) r=\"${r%%:*}-${r#*:}\";; esac\n"
            "exec cat '" << logs.string() << "/r'\"$r\".xml\n";
   }
   fs::permissions(standIn, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
