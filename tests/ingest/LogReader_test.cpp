@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -191,6 +193,61 @@ TEST(LogReader, AddedDirectoriesOfEveryShape) {
 <logentry revision="8"><paths><path kind="dir" action="A"><![CDATA[/branches/cdata]]></path></paths></logentry>
 </log>
 )");
+}
+
+// Many small documents made at random from the pieces that matter to the
+// queries and the fields (a fixed seed, so a failure repeats).
+TEST(LogReader, RandomDocumentsFindWhatTheHandleFunctionsFind) {
+  std::mt19937 random(20261122);
+  auto pick = [&](std::initializer_list<const char*> options) {
+    std::uniform_int_distribution<size_t> d(0, options.size() - 1);
+    return std::string(*(options.begin() + d(random)));
+  };
+  auto chance = [&](int percent) { return std::uniform_int_distribution<int>(0, 99)(random) < percent; };
+  auto attributes = [&] {
+    std::string a;
+    if (chance(80)) a += " kind=\"" + pick({"dir", "file", "di&#x72;", "Dir", "dir ", "", "fi&amp;le"}) + "\"";
+    if (chance(80)) a += " action=\"" + pick({"A", "M", "D", "R", "&#65;", "a", " D"}) + "\"";
+    if (chance(30)) a += " copyfrom-path=\"" + pick({"/trunk", "", "/branches/b", "/t&amp;x"}) + "\"";
+    if (chance(30)) a += " copyfrom-rev=\"" + pick({"6", "", " 7 "}) + "\"";
+    if (chance(10)) a += " Kind=\"dir\"";
+    return a;
+  };
+  auto text = [&] {
+    return pick({"/trunk/a.c", " /branches/b/x.c\n", "/tags/t/y.c", "\r\n/branches/&amp;/z.c\t", "", "   ",
+                 "<![CDATA[/trunk/cdata.c]]>", "/trunk/a.c<!-- note -->/b.c", "/branches"});
+  };
+  for (int doc = 0; doc < 150; ++doc) {
+    std::string xml = "<?xml version=\"1.0\"?>\n<log>\n";
+    const int entries = 1 + doc % 4;
+    for (int e = 0; e < entries; ++e) {
+      xml += "<logentry";
+      if (chance(90)) xml += " revision=\"" + pick({"1", " 2 ", "30", "", "4&#x30;"}) + "\"";
+      xml += ">";
+      if (chance(80)) xml += "<author>" + pick({"ann", " bob ", "", "c&lt;d"}) + "</author>";
+      if (chance(85)) xml += "<date>" + pick({"2024-01-31T09:15:00.123456Z", " 2020-02-29T23:59:59.000000Z\n", "bad", ""}) + "</date>";
+      const int groups = std::uniform_int_distribution<int>(0, 2)(random);
+      for (int g = 0; g < groups; ++g) {
+        const std::string group = chance(10) ? "other" : "paths";
+        xml += "<" + group + ">";
+        const int paths = std::uniform_int_distribution<int>(0, 4)(random);
+        for (int p = 0; p < paths; ++p) {
+          if (chance(10)) {
+            xml += "<path" + attributes() + "/>";
+          } else {
+            xml += "<path" + attributes() + ">" + text() + "</path>";
+          }
+        }
+        xml += "</" + group + ">";
+      }
+      if (chance(70)) xml += "<msg>" + pick({"fix", "\n\nline\n\n", "", " \t "}) + "</msg>";
+      xml += "</logentry>\n";
+    }
+    xml += "</log>\n";
+    SCOPED_TRACE(xml);
+    CompareWithHandleFunctions(xml);
+    if (HasFatalFailure() || HasNonfatalFailure()) break;
+  }
 }
 
 TEST(LogReader, BadHandlesAndIdsFindNothing) {
