@@ -51,6 +51,8 @@ class LogReader {
   cmMiniXmlNode* entry(int32_t id) const;
 
   // The first `path` of "paths/path[@kind='dir'][@action='A']", or null.
+  // An entry without a `path` of kind "dir" is answered without running
+  // the query (see mayHaveAddedDirectory); any other by the query.
   cmMiniXmlNode* firstAddedDirectory(cmMiniXmlNode* entry);
   // The paths of "paths/path[@action='D']", in document order.
   const cmXPathNodeList& deletedPaths(cmMiniXmlNode* entry);
