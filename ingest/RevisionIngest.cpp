@@ -2,7 +2,6 @@
 
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -31,7 +30,8 @@ bool branchNameOf(std::string_view path, std::string& name) {
   const size_t second = path.find('/', first + 1);
   if (second == std::string_view::npos) return false;
   const std::string_view piece1 = path.substr(first + 1, second - first - 1);
-  name.assign("/");
+  name.clear();
+  name.push_back('/');
   name.append(piece1);
   if (piece1 == "trunk") return true;
   size_t third = path.find('/', second + 1);
@@ -41,26 +41,9 @@ bool branchNameOf(std::string_view path, std::string& name) {
   return true;
 }
 
-// Hashing and equality for maps keyed by text that are searched by a view.
-struct TextHash {
-  using is_transparent = void;
-  size_t operator()(std::string_view s) const { return std::hash<std::string_view>()(s); }
-};
-struct TextEqual {
-  using is_transparent = void;
-  bool operator()(std::string_view a, std::string_view b) const { return a == b; }
-};
-using TextMap = std::unordered_map<std::string, int32_t, TextHash, TextEqual>;
-
-// One run of the pass over the entries of a document.
-//
-// It remembers, for the length of the pass, what the cache answered: the
-// id of a branch name (or that there is no such branch), and the id of a
-// file spec once a row for it is known. The answers can't change within
-// the pass: it stores no branch, and a `file` row, once stored, keeps its
-// spec and id; a spec whose row could neither be found nor stored is not
-// remembered, and is asked for again as before. So every lookup that is
-// answered from memory would have found the same row in the cache.
+// One run of the pass over the entries of a document. It keeps no memory of
+// what it has seen: every changed path asks the cache for its branch and its
+// file, so the database's indexes are the only memory between entries.
 class RevisionPass {
  public:
   RevisionPass(VCDataLayer& cache, int32_t document) : cache_(cache), log_(document) {}
@@ -69,25 +52,13 @@ class RevisionPass {
 
  private:
   void resolve(const TVString& path, int32_t& branchId, TVString& fileSpec);
-  int32_t branchIdOf(const std::string& name);
   int32_t fileIdOf(const TVString& fileSpec);
 
   VCDataLayer& cache_;
   ingest::LogReader log_;
-  TextMap branchIds_;  // name -> id, -1 for no branch
-  TextMap fileIds_;    // spec -> id, only ids that are not negative
-  std::string name_;   // scratch for a branch name
+  std::string name_;  // scratch for a branch name
   std::vector<int32_t> fileIdsOfEntry_;
 };
-
-int32_t RevisionPass::branchIdOf(const std::string& name) {
-  auto it = branchIds_.find(std::string_view(name));
-  if (it != branchIds_.end()) return it->second;
-  int32_t id = -1;
-  if (!cache_.findBranchId(TVString(name.data(), static_cast<int64_t>(name.size())), id)) id = -1;
-  branchIds_.emplace(name, id);
-  return id;
-}
 
 void RevisionPass::resolve(const TVString& path, int32_t& branchId, TVString& fileSpec) {
   branchId = -1;
@@ -96,27 +67,21 @@ void RevisionPass::resolve(const TVString& path, int32_t& branchId, TVString& fi
     return;
   }
   fileSpec = path.tail(static_cast<int64_t>(name_.size()));
-  branchId = branchIdOf(name_);
+  if (!cache_.findBranchId(TVString(name_.data(), static_cast<int64_t>(name_.size())), branchId)) branchId = -1;
 }
 
 // The id of the `file` row for `fileSpec`, stored now if it is new; -1 when
 // the row could neither be found nor stored.
 int32_t RevisionPass::fileIdOf(const TVString& fileSpec) {
-  const std::string_view key = viewOf(fileSpec);
-  auto it = fileIds_.find(key);
-  if (it != fileIds_.end()) return it->second;
   // Looked up first: a known file is the common case and should not take
   // the road of a refused insert.
   int32_t id = -1;
-  if (!cache_.findFileId(fileSpec, id)) {
-    VCFileInfo file;
-    file.spec = fileSpec;
-    int32_t status = cache_.insertFile(file);
-    LogVerbose("Added file (status=%i): %s", status, file.spec.getCString());
-    id = file.id;
-  }
-  if (id >= 0) fileIds_.emplace(std::string(key), id);
-  return id;
+  if (cache_.findFileId(fileSpec, id)) return id;
+  VCFileInfo file;
+  file.spec = fileSpec;
+  int32_t status = cache_.insertFile(file);
+  LogVerbose("Added file (status=%i): %s", status, file.spec.getCString());
+  return file.id;
 }
 
 void RevisionPass::store(int32_t entryId) {

@@ -9,10 +9,8 @@
 // "/tags/t") are tried, so a file is identified across branches by the
 // path below the branch root.
 //
-// Within one call the pass remembers what the cache answered for a branch
-// name and for a file spec whose row is known, so a path's branch and file
-// are looked up once per document, not once per change; nothing is kept
-// from one call to the next.
+// The pass keeps no table of what it has seen: each changed path is one
+// branch lookup, one file lookup and, for a new file, one insert.
 //
 // The cache belongs to the caller, the document to ParseSvnLog. Main
 // thread only. The pass's result is always 0.

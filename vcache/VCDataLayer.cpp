@@ -531,9 +531,9 @@ VCFileInfo* VCDataLayer::getFileBySpec(const TVString& spec) {
   return file;
 }
 
-bool VCDataLayer::findFileId(const TVString& spec, int32_t& id) {
+bool VCDataLayer::findFileId(const TVString& path, int32_t& id) {
   btStoredRecord found;
-  if (findByText(fileTable, indexNumbers.file_spec_tree, fileFields.file_spec, spec, found) != 0) return false;
+  if (findByText(fileTable, indexNumbers.file_spec_tree, fileFields.file_spec, path, found) != 0) return false;
   id = readId(found, fileFields.file_id);
   return true;
 }

@@ -84,7 +84,7 @@ class VCDataLayer {
   // return, without making the row: false (and `id` left alone) when there
   // is none.
   bool findBranchId(const tolvane::TVString& name, int32_t& id);
-  bool findFileId(const tolvane::TVString& spec, int32_t& id);
+  bool findFileId(const tolvane::TVString& path, int32_t& id);
   // Status of the database: 0, or BT_STATUS_NOT_FOUND and the like.
   int32_t setBranchParent(int32_t branchId, int32_t parentId);
 

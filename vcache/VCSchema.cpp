@@ -163,15 +163,15 @@ const VCTableSpec kTables[VC_TABLE_COUNT] = {
 #undef VC_TABLE
 
 // Builds one table: the step number of the first step that fails, or 0.
-int32_t createTable(btDatabase* database, const VCTableSpec& spec) {
-  btTableInfo table(spec.name, 0);
+int32_t createTable(btDatabase* database, const VCTableSpec& layout) {
+  btTableInfo table(layout.name, 0);
   int32_t step = VC_CREATE_STEP_BASE;
-  for (uint32_t i = 0; i < spec.fieldCount; ++i, --step) {
-    const VCFieldSpec& f = spec.fields[i];
+  for (uint32_t i = 0; i < layout.fieldCount; ++i, --step) {
+    const VCFieldSpec& f = layout.fields[i];
     if (table.addField(f.name, f.type, f.length, f.flags) != 0) return step;
   }
-  for (uint32_t i = 0; i < spec.indexCount; ++i, --step) {
-    const VCIndexSpec& x = spec.indexes[i];
+  for (uint32_t i = 0; i < layout.indexCount; ++i, --step) {
+    const VCIndexSpec& x = layout.indexes[i];
     if (table.addIndex(x.name, x.kind, x.flags, x.threshold, 0, 0, x.key) != 0) return step;
   }
   if (database->addTable(&table) != 0) return step;
@@ -198,11 +198,11 @@ int32_t createCacheSchema(btDatabase* database, const char* fileName) {
   }
   database->setApplicationVersion(VC_APPLICATION_VERSION);
   database->setDescription(VC_DESCRIPTION);
-  for (const VCTableSpec& spec : kTables) {
-    int32_t step = createTable(database, spec);
+  for (const VCTableSpec& layout : kTables) {
+    int32_t step = createTable(database, layout);
     if (step != 0) {
-      LogVerbose(spec.failureText, step);
-      return spec.failure;
+      LogVerbose(layout.failureText, step);
+      return layout.failure;
     }
   }
   return 0;

@@ -68,7 +68,7 @@ TEST_F(RevisionIngestTest, PathsSplitIntoBranchAndSpec) {
   }
 }
 
-// The rule as Part 2.3 words it, split and joined, against the pass's own
+// The rule in its plain wording, split and joined, against the pass's own
 // reading of the path, over paths of every shape the pieces can take.
 void ReferenceResolve(VCDataLayer* cache, const tolvane::TVString& path, int32_t& branchId,
                       tolvane::TVString& fileSpec) {
@@ -258,10 +258,8 @@ TEST_F(RevisionIngestTest, WorkingCopyCommitAcrossTrunkAndBranch) {
 
 namespace {
 
-// What the pass remembers within one document (branch names, file specs)
-// changes nothing: the history ingested as one document and the same
-// history ingested one revision per document, where nothing can be
-// remembered from one entry for the next, give the same rows. Files recur
+// The cache is the pass's only memory: the history ingested as one document
+// and the same history ingested one revision per document give the same rows. Files recur
 // in many commits, in the trunk and in a branch, and under a tag folder
 // that is no branch.
 TEST_F(RevisionIngestTest, OneDocumentStoresWhatOneDocumentPerRevisionStores) {

@@ -335,8 +335,8 @@ class RepoIngestTest : public testing::Test {
   std::unique_ptr<VCBranchInfo> branch(const char* name) {
     return std::unique_ptr<VCBranchInfo>(cache_->getBranchByName(tolvane::TVString(name)));
   }
-  std::unique_ptr<VCFileInfo> file(const char* spec) {
-    return std::unique_ptr<VCFileInfo>(cache_->getFileBySpec(tolvane::TVString(spec)));
+  std::unique_ptr<VCFileInfo> file(const char* path) {
+    return std::unique_ptr<VCFileInfo>(cache_->getFileBySpec(tolvane::TVString(path)));
   }
 
   // Ids of stored rows, -1 when there is no such row.
@@ -344,8 +344,8 @@ class RepoIngestTest : public testing::Test {
     auto b = branch(name);
     return b ? b->id : -1;
   }
-  int32_t fileId(const char* spec) {
-    auto f = file(spec);
+  int32_t fileId(const char* path) {
+    auto f = file(path);
     return f ? f->id : -1;
   }
 

@@ -40,25 +40,25 @@ TEST(CacheSession, NewFileGetsTheTenTablesInOrderAndTheRepositoryRow) {
   EXPECT_EQ(raw.db.header().applicationVersion, VC_APPLICATION_VERSION);
   ASSERT_EQ(raw.db.catalog()->count(), VC_TABLE_COUNT);
   for (uint32_t t = 0; t < VC_TABLE_COUNT; ++t) {
-    const VCTableSpec& spec = vcSchemaTables()[t];
+    const VCTableSpec& want = vcSchemaTables()[t];
     btTableInfo* table = raw.db.catalog()->table(t);
-    ASSERT_NE(table, nullptr) << spec.name;
-    EXPECT_STREQ(table->name(), spec.name);
-    ASSERT_EQ(table->fieldCount(), spec.fieldCount) << spec.name;
-    for (uint32_t f = 0; f < spec.fieldCount; ++f) {
+    ASSERT_NE(table, nullptr) << want.name;
+    EXPECT_STREQ(table->name(), want.name);
+    ASSERT_EQ(table->fieldCount(), want.fieldCount) << want.name;
+    for (uint32_t f = 0; f < want.fieldCount; ++f) {
       const btFieldDefinition* field = table->field(f);
-      EXPECT_STREQ(field->name, spec.fields[f].name) << spec.name;
-      EXPECT_EQ(field->type, spec.fields[f].type) << spec.fields[f].name;
-      EXPECT_EQ(field->size, spec.fields[f].length) << spec.fields[f].name;
-      EXPECT_EQ(field->flags & 2, spec.fields[f].flags & 2) << spec.fields[f].name;
+      EXPECT_STREQ(field->name, want.fields[f].name) << want.name;
+      EXPECT_EQ(field->type, want.fields[f].type) << want.fields[f].name;
+      EXPECT_EQ(field->size, want.fields[f].length) << want.fields[f].name;
+      EXPECT_EQ(field->flags & 2, want.fields[f].flags & 2) << want.fields[f].name;
     }
-    ASSERT_EQ(table->indexCount(), spec.indexCount) << spec.name;
-    for (uint32_t i = 0; i < spec.indexCount; ++i) {
+    ASSERT_EQ(table->indexCount(), want.indexCount) << want.name;
+    for (uint32_t i = 0; i < want.indexCount; ++i) {
       const btIndexDefinition* index = table->index(i);
-      EXPECT_STREQ(index->name, spec.indexes[i].name);
-      EXPECT_EQ(index->indexType, spec.indexes[i].kind) << index->name;
-      EXPECT_EQ(index->indexFlags, spec.indexes[i].flags) << index->name;
-      EXPECT_STREQ(table->field(index->partField(0))->name, spec.indexes[i].key) << index->name;
+      EXPECT_STREQ(index->name, want.indexes[i].name);
+      EXPECT_EQ(index->indexType, want.indexes[i].kind) << index->name;
+      EXPECT_EQ(index->indexFlags, want.indexes[i].flags) << index->name;
+      EXPECT_STREQ(table->field(index->partField(0))->name, want.indexes[i].key) << index->name;
     }
   }
   // Only the repository table has a row.

@@ -242,12 +242,12 @@ TEST(CacheWriters, IdLookupsAgreeWithRowLookups) {
   EXPECT_TRUE(cache->findBranchId((stem + "B").c_str(), id));
   EXPECT_EQ(id, longName.id);
 
-  const char* specs[] = {"/src/f0.c", "/src/f2.c", "/src/f3.c", "/SRC/f0.c", ""};
-  for (const char* spec : specs) {
-    std::unique_ptr<VCFileInfo> row(cache->getFileBySpec(spec));
+  const char* paths[] = {"/src/f0.c", "/src/f2.c", "/src/f3.c", "/SRC/f0.c", ""};
+  for (const char* path : paths) {
+    std::unique_ptr<VCFileInfo> row(cache->getFileBySpec(path));
     int32_t fileId = 99;
-    EXPECT_EQ(cache->findFileId(spec, fileId), row != nullptr) << spec;
-    EXPECT_EQ(fileId, row ? row->id : 99) << spec;
+    EXPECT_EQ(cache->findFileId(path, fileId), row != nullptr) << path;
+    EXPECT_EQ(fileId, row ? row->id : 99) << path;
   }
   EXPECT_TRUE(cache->findFileId(("/" + std::string(1100, 'z') + "2").c_str(), id));
   EXPECT_EQ(id, longSpec.id);
