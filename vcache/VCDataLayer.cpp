@@ -520,10 +520,10 @@ bool VCDataLayer::findBranchId(const TVString& name, int32_t& id) {
   return true;
 }
 
-VCFileInfo* VCDataLayer::getFileBySpec(const TVString& spec) {
+VCFileInfo* VCDataLayer::getFileBySpec(const TVString& path) {
   const FileFields& f = fileFields;
   btStoredRecord found;
-  if (findByText(fileTable, indexNumbers.file_spec_tree, f.file_spec, spec, found) != 0) return nullptr;
+  if (findByText(fileTable, indexNumbers.file_spec_tree, f.file_spec, path, found) != 0) return nullptr;
   auto* file = new VCFileInfo;
   file->id = readId(found, f.file_id);
   file->spec = readText(found, f.file_spec);

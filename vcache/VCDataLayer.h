@@ -79,7 +79,7 @@ class VCDataLayer {
   // ---- Lookups --------------------------------------------------------------
   // A new row that the caller deletes, or null when there is none.
   VCBranchInfo* getBranchByName(const tolvane::TVString& name);
-  VCFileInfo* getFileBySpec(const tolvane::TVString& spec);
+  VCFileInfo* getFileBySpec(const tolvane::TVString& path);
   // The id alone of the row that getBranchByName or getFileBySpec would
   // return, without making the row: false (and `id` left alone) when there
   // is none.
