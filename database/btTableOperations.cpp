@@ -325,7 +325,12 @@ int32_t insertLocked(btDatabase* db, btTableInfo* table, btStoredRecord* record,
       it = &searches[i].it;
       absent = searches[i].absent;
     }
-    if (!absent) {
+    // The on-disk hash tables add a record by its key's hash alone, so a
+    // duplicate chain needs no search first.
+    uint32_t kind = s->indexKind();
+    bool byHash = kind == BT_INDEX_SMALL_HASH || kind == BT_INDEX_BLOCK_HASH ||
+                  kind == BT_INDEX_LARGE_HASH;
+    if (!absent && !byHash) {
       // Positions the iterator for the insert; for an index with
       // duplicates, on the chain that the new record joins.
       rc = s->find(it, &work, BT_FIND_ANY, false);

@@ -235,7 +235,9 @@ int32_t btBtreeEngine::rewriteAncestor(btSeek child, btSeek parent, btSeek separ
 int32_t btBtreeEngine::insertKey(btIndexIterator* it, const btStoredRecord* record, btSeek s) {
   int32_t rc = ready();
   if (rc < 0) return rc;
-  {
+  // A positioned iterator stands in a leaf with entries, so the tree is not
+  // empty; only an unpositioned one needs the root looked at.
+  if (!it->node) {
     btBtreeNode root(def_);
     rc = loadNode(&root, cf_, def_->root);
     if (rc < 0) return rc;

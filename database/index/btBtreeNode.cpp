@@ -45,17 +45,6 @@ void putSummary(uint8_t* e, uint32_t bytes, const btKeySummary& s) {
   }
 }
 
-btKeySummary getSummary(const uint8_t* e, uint32_t bytes) {
-  btKeySummary s;
-  if (bytes == 4) {
-    s.hi = btGet32(e);
-  } else {
-    s.hi = btGet64(e);
-    if (bytes == 16) s.lo = btGet64(e + 8);
-  }
-  return s;
-}
-
 }  // namespace
 
 uint32_t btBtreeNode::summaryBytes(const btIndexDefinition* d) {
@@ -97,23 +86,6 @@ int32_t btBtreeNode::unpack() {
   if (leaf > 1 || compact > 1) return BT_STATUS_BAD_NODE;
   if (count > capacity()) return BT_STATUS_NOT_READY;
   return 0;
-}
-
-btSeek btBtreeNode::childAt(uint32_t p) const {
-  if (p == 0) return btReadAddress(btGet32(image + 16));
-  if (p >= count) return 0;
-  return btReadAddress(btGet32(entryAt(p) + entrySize() - 4));
-}
-
-btSeek btBtreeNode::separatorAt(uint32_t p) const {
-  if (isCompact()) return childAt(p);
-  if (p == 0 || p >= count) return 0;
-  return btReadAddress(btGet32(entryAt(p) + sumBytes_));
-}
-
-btKeySummary btBtreeNode::summaryAt(uint32_t p) const {
-  if (p == 0 || p >= count) return btKeySummary{};
-  return getSummary(entryAt(p), sumBytes_);
 }
 
 void btBtreeNode::setChild(uint32_t p, btSeek child) {

@@ -54,11 +54,31 @@ class btBtreeNode : public btStoredObject {
   // Fewer positions than half the capacity plus one.
   bool inUnderflow() const { return count < (capacity() >> 1) + 1; }
 
-  btSeek childAt(uint32_t p) const;
+  // Inline: a search reads them a dozen times per node.
+  btSeek childAt(uint32_t p) const {
+    if (p == 0) return btReadAddress(btGet32(image + 16));
+    if (p >= count) return 0;
+    return btReadAddress(btGet32(entryAt(p) + entrySize() - 4));
+  }
   // The record bearing the key of position p (0 for position 0 of a
   // full-form node); in a compact leaf the record itself.
-  btSeek separatorAt(uint32_t p) const;
-  btKeySummary summaryAt(uint32_t p) const;
+  btSeek separatorAt(uint32_t p) const {
+    if (isCompact()) return childAt(p);
+    if (p == 0 || p >= count) return 0;
+    return btReadAddress(btGet32(entryAt(p) + sumBytes_));
+  }
+  btKeySummary summaryAt(uint32_t p) const {
+    btKeySummary s;
+    if (p == 0 || p >= count) return s;
+    const uint8_t* e = entryAt(p);
+    if (sumBytes_ == 4) {
+      s.hi = btGet32(e);
+    } else {
+      s.hi = btGet64(e);
+      if (sumBytes_ == 16) s.lo = btGet64(e + 8);
+    }
+    return s;
+  }
 
   void setChild(uint32_t p, btSeek child);
   void setSeparator(uint32_t p, btSeek separator);

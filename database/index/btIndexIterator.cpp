@@ -55,30 +55,53 @@ int32_t btIndexIterator::linkOffset() const {
   return slot * 8;
 }
 
+namespace {
+
+// One record's link words for an index, bound once for any number of reads
+// and writes; the record's block stays pinned while the view lives.
+class LinkWords {
+ public:
+  int32_t bind(const btIndexDefinition* d, int32_t at, btSeek seek) {
+    int32_t rc = btLoadIndexRecord(d, seek, &record_);
+    if (rc < 0) return rc;
+    if (static_cast<uint32_t>(at) + 8 > record_.storedSize()) return BT_STATUS_BAD_ADDRESS;
+    words_ = record_.image + at;
+    return 0;
+  }
+  btSeek next() const { return btReadAddress(btGet32(words_)); }
+  btSeek previous() const { return btReadAddress(btGet32(words_ + 4)); }
+  int32_t write(btSeek next, btSeek previous) {
+    if (!record_.block) return BT_STATUS_READ_ONLY;  // links change in the stored image only
+    btPut32(words_, next);
+    btPut32(words_ + 4, previous);
+    record_.markImageDirty();
+    return 0;
+  }
+
+ private:
+  btStoredRecord record_;
+  uint8_t* words_ = nullptr;
+};
+
+}  // namespace
+
 int32_t btIndexIterator::readLinks(btSeek seek, btSeek* next, btSeek* previous) const {
   int32_t at = linkOffset();
   if (at < 0) return at;
-  btStoredRecord r;
-  int32_t rc = btLoadIndexRecord(definition, seek, &r);
+  LinkWords w;
+  int32_t rc = w.bind(definition, at, seek);
   if (rc < 0) return rc;
-  if (static_cast<uint32_t>(at) + 8 > r.storedSize()) return BT_STATUS_BAD_ADDRESS;
-  if (next) *next = btReadAddress(btGet32(r.image + at));
-  if (previous) *previous = btReadAddress(btGet32(r.image + at + 4));
+  if (next) *next = w.next();
+  if (previous) *previous = w.previous();
   return 0;
 }
 
 int32_t btIndexIterator::writeLinks(btSeek seek, btSeek next, btSeek previous) const {
   int32_t at = linkOffset();
   if (at < 0) return at;
-  btStoredRecord r;
-  int32_t rc = btLoadIndexRecord(definition, seek, &r);
-  if (rc < 0) return rc;
-  if (static_cast<uint32_t>(at) + 8 > r.storedSize()) return BT_STATUS_BAD_ADDRESS;
-  if (!r.block) return BT_STATUS_READ_ONLY;  // links change in the stored image only
-  btPut32(r.image + at, next);
-  btPut32(r.image + at + 4, previous);
-  r.markImageDirty();
-  return 0;
+  LinkWords w;
+  int32_t rc = w.bind(definition, at, seek);
+  return rc < 0 ? rc : w.write(next, previous);
 }
 
 int32_t btIndexIterator::resetChain() {
@@ -159,19 +182,23 @@ int32_t btIndexIterator::chainPrevious(const btStoredRecord* key) {
 int32_t btIndexIterator::chainAdd(btSeek s) {
   if (!record) return BT_STATUS_BAD_ADDRESS;
   if (chainHead < 0) return BT_STATUS_UNSUPPORTED;
+  int32_t at = linkOffset();
+  if (at < 0) return at;
   btSeek h = chainHead ? static_cast<btSeek>(chainHead) : record;
-  btSeek hn = 0, t = 0;
-  int32_t rc = readLinks(h, &hn, &t);
+  // The new record goes in before the head, at the end of the ring: each of
+  // head, tail and new record is bound once.
+  LinkWords head, tail, added;
+  int32_t rc = head.bind(definition, at, h);
   if (rc < 0) return rc;
+  btSeek hn = head.next(), t = head.previous();
   if (t == 0 || t == h) {
-    if ((rc = writeLinks(h, s, s)) < 0) return rc;
-    if ((rc = writeLinks(s, h, h)) < 0) return rc;
+    if ((rc = head.write(s, s)) < 0) return rc;
+    if ((rc = added.bind(definition, at, s)) < 0 || (rc = added.write(h, h)) < 0) return rc;
   } else {
-    btSeek tp = 0;
-    if ((rc = readLinks(t, nullptr, &tp)) < 0) return rc;
-    if ((rc = writeLinks(t, s, tp)) < 0) return rc;
-    if ((rc = writeLinks(s, h, t)) < 0) return rc;
-    if ((rc = writeLinks(h, hn, s)) < 0) return rc;
+    if ((rc = tail.bind(definition, at, t)) < 0) return rc;
+    if ((rc = tail.write(s, tail.previous())) < 0) return rc;
+    if ((rc = added.bind(definition, at, s)) < 0 || (rc = added.write(h, t)) < 0) return rc;
+    if ((rc = head.write(hn, s)) < 0) return rc;
   }
   record = s;
   chainHead = static_cast<int32_t>(h);
