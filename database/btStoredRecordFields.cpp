@@ -104,51 +104,6 @@ int32_t storeCompressed(btStoredRecord* r, uint32_t field, const char* text, uin
 
 }  // namespace
 
-bool getFieldData(const btStoredRecord* r, uint32_t field, btFieldValue* value) {
-  *value = btFieldValue();
-  const btFieldDefinition* f = fieldOf(r, field);
-  if (!f) return false;
-  uint8_t* p = fieldAddress(r, field);
-  if (!p) return false;
-  // fieldStoredLength without finding the address a second time.
-  const btFieldTypeInfo* info = btFieldTypeOf(f->type);
-  uint32_t region;
-  if (!info || !info->variable) {
-    region = btFieldFixedBytes(f->type, f->size);
-  } else {
-    uint32_t start = static_cast<uint32_t>(p - r->image);
-    uint32_t end = btVariableFieldEnd(r, r->table->variableNumber(field));
-    region = end > start ? end - start : 0;
-  }
-  uint32_t prefix = info ? info->prefix : 0;
-  uint32_t length = region;
-  switch (f->type) {
-    case BT_FIELD_STRING:
-    case BT_FIELD_IMAGE2:
-      length = region >= 2 ? btGet16(p) : 0;
-      break;
-    case BT_FIELD_BSTRING:
-      length = region >= 1 ? p[0] : 0;
-      break;
-    case BT_FIELD_ISTRING:
-    case BT_FIELD_IMAGE:
-      length = region >= 4 ? btGet32(p) : 0;
-      break;
-    case BT_FIELD_ZSTRING: {
-      const void* nul = std::memchr(p, 0, region);
-      length = nul ? static_cast<uint32_t>(static_cast<const uint8_t*>(nul) - p) : region;
-      break;
-    }
-    default:
-      break;
-  }
-  // A damaged prefix must not read past the field.
-  if (prefix > region) prefix = region;
-  if (length > region - prefix) length = region - prefix;
-  value->data = p + prefix;
-  value->length = length;
-  return true;
-}
 
 int32_t getText(const btStoredRecord* r, uint32_t field, tolvane::TVString* string) {
   string->makeNull();

@@ -34,9 +34,17 @@ void cmSlotTable::clear() {
   capacity_ = live_ = used_ = 0;
 }
 
+void cmSlotTable::reserve(int64_t slots) {
+  if (slots > capacity_) growTo(slots);
+}
+
 void cmSlotTable::grow() {
   int64_t cap = capacity_ + capacity_ / 4;
   if (cap < minGrowth_) cap = minGrowth_;
+  growTo(cap);
+}
+
+void cmSlotTable::growTo(int64_t cap) {
   if (cap > INT32_MAX) throw cmException(CM_ERR_CAPACITY_OVERFLOW);
   // Remember where the array was: the free chain links point into it.
   uintptr_t oldBase = reinterpret_cast<uintptr_t>(slots_);

@@ -34,6 +34,9 @@ class cmSlotTable {
   void* get(int32_t id) const;
   // Points an occupied slot at another item.
   void set(int32_t id, void* item);
+  // Makes room for at least `slots` slots in one step, so that a caller who
+  // knows roughly how many ids it will hand out skips the quarter-steps.
+  void reserve(int64_t slots);
   // Frees the array and forgets every id.
   void clear();
 
@@ -47,6 +50,7 @@ class cmSlotTable {
     return p >= static_cast<void*>(slots_) && p < static_cast<void*>(slots_ + capacity_);
   }
   void grow();
+  void growTo(int64_t cap);
 
   int64_t capacity_ = 0;
   int64_t live_ = 0;
