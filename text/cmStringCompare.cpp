@@ -18,7 +18,8 @@ inline uint32_t nextFolded(const char*& p, const char* end, bool fold) {
   unsigned char c = static_cast<unsigned char>(*p);
   if (c < 0x80) {
     ++p;
-    return fold ? cmCaseTable::fold(c) : c;
+    // ASCII folds to upper case without the table.
+    return fold && c >= 'a' && c <= 'z' ? c - 32u : c;
   }
   uint32_t cp;
   p = cmCaseTable::decodeUtf8(p, end, &cp);
@@ -30,6 +31,12 @@ inline uint32_t nextFolded(const char*& p, const char* end, bool fold) {
 int cmStringCompare::folded(const char* a, size_t alen, const char* b, size_t blen) {
   const char* ae = a + alen;
   const char* be = b + blen;
+  // Keys that share a long ASCII prefix (paths) pass it byte by byte; a
+  // byte of 0x80 or above may be inside a sequence and goes the long way.
+  while (a < ae && b < be && *a == *b && static_cast<unsigned char>(*a) < 0x80) {
+    ++a;
+    ++b;
+  }
   while (a < ae && b < be) {
     uint32_t x = nextFolded(a, ae, true);
     uint32_t y = nextFolded(b, be, true);
