@@ -1,6 +1,6 @@
-// POSIX child processes: fork and execve with a close-on-exec pipe that
-// carries a failed exec's errno back, so a program that cannot run is
-// reported by processStart and never looks like a started child.
+// POSIX child processes: posix_spawn, which reports a failed exec as its own
+// error, so a program that cannot run is reported by processStart and never
+// looks like a started child.
 #include "platform/cmPlatformProcess.h"
 
 #include "platform/cmPlatformFile.h"
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -97,17 +98,6 @@ std::vector<std::string> splitCommandLine(const char* line, bool shellCommand) {
   return words;
 }
 
-void writeAll(int fd, const void* data, size_t n) {
-  const char* p = static_cast<const char*>(data);
-  while (n > 0) {
-    ssize_t w = write(fd, p, n);
-    if (w < 0 && errno == EINTR) continue;
-    if (w <= 0) return;
-    p += w;
-    n -= size_t(w);
-  }
-}
-
 }  // namespace
 
 int32_t processStart(const ProcessStart& start, int32_t fallback, ProcessHandle* handle,
@@ -116,8 +106,7 @@ int32_t processStart(const ProcessStart& start, int32_t fallback, ProcessHandle*
   if (!start.program || !*start.program || !start.commandLine)
     return fileErrorFromErrno(ENOENT, fallback);
 
-  // Everything the child needs is built before the fork: after it, only
-  // async-signal-safe calls are allowed.
+  // Everything the child needs is built before the spawn.
   std::vector<std::string> words = splitCommandLine(start.commandLine, start.shellCommand);
   if (words.empty()) words.emplace_back(start.program);
   std::vector<char*> argv;
@@ -127,43 +116,35 @@ int32_t processStart(const ProcessStart& start, int32_t fallback, ProcessHandle*
   const char* dir =
       start.workingDirectory && *start.workingDirectory ? start.workingDirectory : nullptr;
 
-  int errPipe[2];
-  if (pipe2(errPipe, O_CLOEXEC) != 0) return fileErrorFromErrno(errno, fallback);
-
-  pid_t pid = fork();
-  if (pid < 0) {
-    int err = errno;
-    close(errPipe[0]);
-    close(errPipe[1]);
-    return fileErrorFromErrno(err, fallback);
+  // posix_spawn rather than fork: the child shares the parent's memory
+  // until it execs, so starting the client costs no copy of a large
+  // parent's page tables, and a program that cannot run comes back as the
+  // call's own error.
+  posix_spawnattr_t attr;
+  posix_spawn_file_actions_t actions;
+  if (posix_spawnattr_init(&attr) != 0) return fileErrorFromErrno(ENOMEM, fallback);
+  if (posix_spawn_file_actions_init(&actions) != 0) {
+    posix_spawnattr_destroy(&attr);
+    return fileErrorFromErrno(ENOMEM, fallback);
   }
-  if (pid == 0) {
-    close(errPipe[0]);
-    if (start.options & kStartNewGroup) setpgid(0, 0);
-    if (start.options & kStartJoinStdErr) dup2(1, 2);
-    // An ignored SIGPIPE would survive the exec; the child gets the default.
-    struct sigaction dfl{};
-    dfl.sa_handler = SIG_DFL;
-    sigaction(SIGPIPE, &dfl, nullptr);
-    if (!dir || chdir(dir) == 0) execve(start.program, argv.data(), envp);
-    int err = errno;
-    writeAll(errPipe[1], &err, sizeof err);
-    _exit(127);
+  short flags = POSIX_SPAWN_SETSIGDEF;
+  // An ignored SIGPIPE would survive the exec; the child gets the default.
+  sigset_t defaults;
+  sigemptyset(&defaults);
+  sigaddset(&defaults, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attr, &defaults);
+  if (start.options & kStartNewGroup) {
+    flags |= POSIX_SPAWN_SETPGROUP;
+    posix_spawnattr_setpgroup(&attr, 0);
   }
-
-  close(errPipe[1]);
-  int childErr = 0;
-  ssize_t got;
-  do {
-    got = read(errPipe[0], &childErr, sizeof childErr);
-  } while (got < 0 && errno == EINTR);
-  close(errPipe[0]);
-  if (got > 0) {
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
-    return fileErrorFromErrno(childErr, fallback);
-  }
+  posix_spawnattr_setflags(&attr, flags);
+  if (start.options & kStartJoinStdErr) posix_spawn_file_actions_adddup2(&actions, 1, 2);
+  if (dir) posix_spawn_file_actions_addchdir_np(&actions, dir);
+  pid_t pid = 0;
+  int err = posix_spawn(&pid, start.program, &actions, &attr, argv.data(), envp);
+  posix_spawn_file_actions_destroy(&actions);
+  posix_spawnattr_destroy(&attr);
+  if (err != 0) return fileErrorFromErrno(err, fallback);
   *handle = ProcessHandle(pid);
   if (processId) *processId = uint32_t(pid);
   return 0;
