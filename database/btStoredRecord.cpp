@@ -220,6 +220,14 @@ bool getFieldData(const btStoredRecord* r, uint32_t field, btFieldValue* value) 
 
 uint8_t* writableFieldAddress(btStoredRecord* r, uint32_t field, int32_t* status) {
   *status = 0;
+  // A record being built already has its private image: its fixed fields
+  // are written where they stand.
+  if (r->table && field < r->table->fieldCount() && r->image && !r->block &&
+      (r->usesBorrowedImage() ? r->size <= r->borrowedCapacity : r->ownedSize >= r->size)) {
+    const btFieldDefinition& f = r->table->fields[field];
+    if (!btFieldTypeIsVariable(f.type))
+      return r->image + r->linkSlots * 8u + 2u * r->variableCount + f.fixedOffset;
+  }
   if (!r->table || field >= r->table->fieldCount()) {
     *status = BT_STATUS_BAD_FIELD;
     return nullptr;
@@ -248,8 +256,10 @@ uint8_t* resizeField(btStoredRecord* r, uint32_t field, uint32_t newLength, int3
 
   uint32_t v = r->table->variableNumber(field);
   uint8_t* old = fieldAddress(r, field);
-  uint32_t oldLength = old ? fieldStoredLength(r, field) : 0;
-  uint32_t pos = old ? static_cast<uint32_t>(old - r->image) : nextPresent(r, v);
+  // The field runs up to the next present one (or the end) either way.
+  uint32_t end = nextPresent(r, v);
+  uint32_t pos = old ? static_cast<uint32_t>(old - r->image) : end;
+  uint32_t oldLength = old && end > pos ? end - pos : 0;
   if (old && oldLength == newLength) {
     *status = ensureWritable(r, r->size);
     return *status < 0 ? nullptr : r->image + pos;
@@ -261,7 +271,9 @@ uint8_t* resizeField(btStoredRecord* r, uint32_t field, uint32_t newLength, int3
     *status = BT_STATUS_OBJECT_OVERRUNS_BLOCK;
     return nullptr;
   }
-  bool field0Present = v != 1 || fieldAddress(r, r->table->fieldOfVariable(0)) != nullptr;
+  // Only removing field 1 needs to know whether field 0 is there.
+  bool field0Present =
+      v != 1 || newLength > 0 || fieldAddress(r, r->table->fieldOfVariable(0)) != nullptr;
   *status = ensureWritable(r, static_cast<uint32_t>(newSize > r->size ? newSize : r->size));
   if (*status < 0) return nullptr;
 
