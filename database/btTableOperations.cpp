@@ -9,6 +9,7 @@
 #include "database/btStatus.h"
 #include "database/btStoredRecord.h"
 #include "database/btTableInfo.h"
+#include "database/index/btBtreeIndex.h"
 #include "database/index/btIndexIterator.h"
 #include "database/index/btIndexStructure.h"
 
@@ -459,6 +460,19 @@ int32_t findStep(btDatabase* database, btTableInfo* table, btIndexIterator* iter
   switch (step) {
     case Step::find:
       if (!key) return BT_STATUS_NOT_FOUND;
+      if (record && record != key && s->indexKind() == BT_INDEX_BTREE) {
+        // The tree's last compare binds the record it read in `record`; when
+        // that is the answer, detaching it is the whole load.
+        auto* tree = static_cast<btBtreeIndex*>(s);
+        btSeek before = record->block ? record->seek : 0;
+        rc = tree->findKeeping(iterator, key, record);
+        bool kept = record->block && record->table == table && record->seek != before;
+        if (rc == 0 && iterator->record && kept && record->seek == iterator->record)
+          return detachObject(record) == 0 ? 0 : BT_STATUS_NOT_FOUND;
+        // Not the answer: the view goes, the record is loaded as usual.
+        if (kept) record->releaseImage();
+        break;
+      }
       rc = s->find(iterator, key, BT_FIND_ANY, false);
       break;
     case Step::next:

@@ -54,8 +54,9 @@ int32_t loadRecord(btTableInfo* table, btStoredRecord* record, btSeek seek);
 
 // Positions `iterator` (bound to an index of `table`, see getIndex) on the
 // first record whose key equals that of `key`, and loads it into `record`
-// (may be null). BT_STATUS_NOT_FOUND for anything missing or failing;
-// BT_STATUS_NO_DATABASE for a table without a database.
+// (may be null). BT_STATUS_NOT_FOUND for anything missing or failing, and
+// `record` is then either as it was or empty; BT_STATUS_NO_DATABASE for a
+// table without a database.
 int32_t findFirst(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,
                   const btStoredRecord* key, btStoredRecord* record);
 // Steps `iterator` with the index's `next` and loads the record there. In

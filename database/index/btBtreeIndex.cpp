@@ -59,6 +59,14 @@ int32_t btBtreeIndex::find(btIndexIterator* it, const btStoredRecord* key, btSee
   return run(false, [&](btBtreeEngine& e) { return e.find(it, key, record, exact); });
 }
 
+int32_t btBtreeIndex::findKeeping(btIndexIterator* it, const btStoredRecord* key,
+                                  btStoredRecord* found) {
+  keys_.keepComparedIn(found);
+  int32_t rc = run(false, [&](btBtreeEngine& e) { return e.find(it, key, BT_FIND_ANY, false); });
+  keys_.keepComparedIn(nullptr);
+  return rc;
+}
+
 int32_t btBtreeIndex::first(btIndexIterator* it) {
   return run(false, [&](btBtreeEngine& e) { return e.first(it); });
 }

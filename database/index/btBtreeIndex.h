@@ -47,6 +47,11 @@ class btBtreeIndex : public btSortedIndexStructure {
   // The root is read from the definition at every call: nothing to reload.
   int32_t reopen() override { return 0; }
 
+  // find, leaving in `*found` a view of the last record it compared the
+  // key with (or `*found` untouched when it compared none). When that view
+  // is the iterator's record, the caller need not load it again.
+  int32_t findKeeping(btIndexIterator* it, const btStoredRecord* key, btStoredRecord* found);
+
   // Whole-tree check (btBtreeEngine::checkTree) under the locks.
   int32_t checkTree(uint64_t* entries, uint32_t* height = nullptr);
 

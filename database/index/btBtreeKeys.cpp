@@ -22,10 +22,17 @@ int32_t btBtreeRecordKeys::summaryOfRecord(btSeek record, btKeySummary* summary)
 
 int32_t btBtreeRecordKeys::compareWithRecord(const btStoredRecord* key, btSeek record,
                                              int* result) {
-  btStoredRecord r;
-  int32_t rc = btLoadIndexRecord(definition_, record, &r);
+  btStoredRecord local;
+  btStoredRecord* r = &local;
+  if (keep_ && keep_ != key) {
+    // The holder's record becomes a view of this one: whatever image it
+    // had goes first, as a load into it would do.
+    r = keep_;
+    r->returnBorrowedImage();
+  }
+  int32_t rc = btLoadIndexRecord(definition_, record, r);
   if (rc < 0) return rc;
-  *result = compareKeys(key, &r, definition_);
+  *result = compareKeys(key, r, definition_);
   return 0;
 }
 

@@ -50,6 +50,11 @@ class btBtreeRecordKeys : public btBtreeKeys {
   btKeySummary summaryOfKey(const btStoredRecord* key) override;
   int32_t summaryOfRecord(btSeek record, btKeySummary* summary) override;
   int32_t compareWithRecord(const btStoredRecord* key, btSeek record, int* result) override;
+  // While set, compareWithRecord binds the stored record in `*keep` (a
+  // view, pinned until the holder lets it go) instead of a record of its
+  // own, so that a find whose last compare hit the answer hands it over
+  // without a second load. Null turns it off.
+  void keepComparedIn(btStoredRecord* keep) { keep_ = keep; }
   int32_t chainAdd(btIndexIterator* it, btSeek seek) override { return it->chainAdd(seek); }
   int32_t chainNext(btIndexIterator* it) override { return it->chainNext(); }
   int32_t chainPrevious(btIndexIterator* it) override { return it->chainPrevious(); }
@@ -62,4 +67,5 @@ class btBtreeRecordKeys : public btBtreeKeys {
 
  private:
   const btIndexDefinition* definition_;
+  btStoredRecord* keep_ = nullptr;
 };
