@@ -9,6 +9,7 @@
 #include "database/btStatus.h"
 #include "database/btStoredRecord.h"
 #include "database/btTableInfo.h"
+#include "database/index/btAbstractHashTable.h"
 #include "database/index/btBtreeIndex.h"
 #include "database/index/btIndexIterator.h"
 #include "database/index/btIndexStructure.h"
@@ -61,6 +62,12 @@ class OperationLock {
   btDatabase::Lock db_;
   btCacheLockGuard cache_;
 };
+
+// The on-disk hash tables (btAbstractHashTable): they add a record by its
+// key's hash alone and can hand over the record a find compared last.
+bool isOnDiskHash(uint32_t kind) {
+  return kind == BT_INDEX_SMALL_HASH || kind == BT_INDEX_BLOCK_HASH || kind == BT_INDEX_LARGE_HASH;
+}
 
 int32_t checkRequired(const btTableInfo* table, const btStoredRecord* record) {
   for (uint32_t f = 0; f < table->fieldCount(); f++) {
@@ -328,9 +335,7 @@ int32_t insertLocked(btDatabase* db, btTableInfo* table, btStoredRecord* record,
     }
     // The on-disk hash tables add a record by its key's hash alone, so a
     // duplicate chain needs no search first.
-    uint32_t kind = s->indexKind();
-    bool byHash = kind == BT_INDEX_SMALL_HASH || kind == BT_INDEX_BLOCK_HASH ||
-                  kind == BT_INDEX_LARGE_HASH;
+    bool byHash = isOnDiskHash(s->indexKind());
     if (!absent && !byHash) {
       // Positions the iterator for the insert; for an index with
       // duplicates, on the chain that the new record joins.
@@ -457,15 +462,18 @@ int32_t findStep(btDatabase* database, btTableInfo* table, btIndexIterator* iter
   btIndexStructure* s = structureOf(iterator->definition);
   if (!s) return BT_STATUS_NOT_FOUND;
   int32_t rc;
+  uint32_t kind = s->indexKind();
+  bool byHash = isOnDiskHash(kind);
   switch (step) {
     case Step::find:
       if (!key) return BT_STATUS_NOT_FOUND;
-      if (record && record != key && s->indexKind() == BT_INDEX_BTREE) {
-        // The tree's last compare binds the record it read in `record`; when
-        // that is the answer, detaching it is the whole load.
-        auto* tree = static_cast<btBtreeIndex*>(s);
+      if (record && record != key && (kind == BT_INDEX_BTREE || byHash)) {
+        // The index binds the record its last compare read in `record`;
+        // when that is the answer, detaching it is the whole load.
         btSeek before = record->block ? record->seek : 0;
-        rc = tree->findKeeping(iterator, key, record);
+        rc = kind == BT_INDEX_BTREE
+                 ? static_cast<btBtreeIndex*>(s)->findKeeping(iterator, key, record)
+                 : static_cast<btAbstractHashTable*>(s)->findKeeping(iterator, key, record);
         bool kept = record->block && record->table == table && record->seek != before;
         if (rc == 0 && iterator->record && kept && record->seek == iterator->record)
           return detachObject(record) == 0 ? 0 : BT_STATUS_NOT_FOUND;

@@ -179,7 +179,9 @@ int32_t btAbstractHashTable::find(btIndexIterator* it, const btStoredRecord* key
         lap = 0;
       }
     }
-    btStoredRecord rec;
+    btStoredRecord local;
+    btStoredRecord& rec = keep_ && keep_ != key ? *keep_ : local;
+    rec.returnBorrowedImage();
     rc = btLoadIndexRecord(definition_, s, &rec);
     if (rc < 0) {
       it->clearPosition();
@@ -198,6 +200,14 @@ int32_t btAbstractHashTable::find(btIndexIterator* it, const btStoredRecord* key
   }
   it->clearPosition();
   return BT_STATUS_NOT_FOUND;
+}
+
+int32_t btAbstractHashTable::findKeeping(btIndexIterator* it, const btStoredRecord* key,
+                                         btStoredRecord* found) {
+  keep_ = found;
+  int32_t rc = find(it, key, BT_FIND_ANY, false);
+  keep_ = nullptr;
+  return rc;
 }
 
 int32_t btAbstractHashTable::insertKey(btIndexIterator* it, btStoredRecord* record, btSeek s) {

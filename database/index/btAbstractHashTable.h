@@ -62,6 +62,11 @@ class btAbstractHashTable : public btIndexStructure {
   virtual uint32_t previousBucket(btCacheFile* cacheFile, uint64_t* bucket, uint64_t limit);
   // ---- End of slots -------------------------------------------------------
 
+  // find, leaving in `*found` a view of the last record whose key it
+  // compared (or `*found` untouched when it read none); when that is the
+  // iterator's record the caller need not load it again.
+  int32_t findKeeping(btIndexIterator* it, const btStoredRecord* key, btStoredRecord* found);
+
   // Buckets by the definition's threshold: what keys are hashed over.
   uint64_t hashBuckets() const { return buckets_; }
   // bucketCount, remembered until the next bucket write.
@@ -94,6 +99,7 @@ class btAbstractHashTable : public btIndexStructure {
 
   uint64_t buckets_ = 0;
   uint64_t countCache_ = 0;
+  btStoredRecord* keep_ = nullptr;  // see findKeeping
   cmArray<uint32_t> cache_;
   btRecursiveLock cacheLock_;
   bool useCacheLock_ = true;
