@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -26,6 +27,8 @@ namespace tableops {
 constexpr uint64_t kBudget = 4u << 20;
 
 struct Row {
+  Row(uint32_t i = 0, std::string n = {}, std::string t = {}, uint32_t c = 0)
+      : id(i), name(std::move(n)), note(std::move(t)), count(c) {}
   uint32_t id = 0;
   std::string name;
   std::string note;
@@ -112,7 +115,9 @@ class TableDb {
     ASSERT_NE(nullptr, table);
   }
   void close() {
-    if (db) EXPECT_EQ(0, db->closeDatabase());
+    if (db) {
+      EXPECT_EQ(0, db->closeDatabase());
+    }
     db.reset();
   }
 

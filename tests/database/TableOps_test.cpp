@@ -107,7 +107,9 @@ TEST_P(TableOps, UpdatesStayInPlaceOnlyWhenTheRecordFitsAndKeysStay) {
     btSeek io = seek;
     ASSERT_EQ(0, updateRecord(t.db.get(), t.table, &r, &io));
     EXPECT_EQ(!c.inPlace, t.table->hdr.lastRecord == io);
-    if (c.inPlace) EXPECT_EQ(seek, io);
+    if (c.inPlace) {
+      EXPECT_EQ(seek, io);
+    }
     seek = io;
     Row found;
     ASSERT_EQ(0, t.findBy("id_hash", {1, ""}, &found));
@@ -228,9 +230,15 @@ TEST(TableOpsFixed, DeletedSlotIsReusedAndTheChainStaysWhole) {
     ASSERT_EQ(0, setUnsigned(&r, 0, id));
     btSeek s = 0;
     ASSERT_EQ(0, insertRecord(t.db.get(), t.table, &r, &s));
-    if (id == 6) EXPECT_EQ(seeks[4], s);
-    if (id == 7) EXPECT_EQ(seeks[0], s);
-    if (id == 8) EXPECT_EQ(seeks[2], s);
+    if (id == 6) {
+      EXPECT_EQ(seeks[4], s);
+    }
+    if (id == 7) {
+      EXPECT_EQ(seeks[0], s);
+    }
+    if (id == 8) {
+      EXPECT_EQ(seeks[2], s);
+    }
   }
   EXPECT_EQ(0u, t.table->hdr.freeRecordHead);
   t.reopen();
@@ -374,7 +382,9 @@ TEST_P(TableOps, LookupsReturnDetachedRowsAndLeaveNoPins) {
     const Row& want = rows[i];
     fill(&key, t.table, {0, want.name, "", 0});
     // Every third lookup starts from a record built in a caller's buffer.
-    if (i % 3 == 0) ASSERT_EQ(0, initRecord(&found, t.table, borrowed, sizeof borrowed));
+    if (i % 3 == 0) {
+      ASSERT_EQ(0, initRecord(&found, t.table, borrowed, sizeof borrowed));
+    }
     ASSERT_EQ(0, findFirst(t.db.get(), t.table, &it, &key, &found)) << want.name;
     EXPECT_EQ(want, rowOf(found));
     EXPECT_EQ(nullptr, found.block) << "a found row is a private copy";
