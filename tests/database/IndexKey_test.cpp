@@ -166,6 +166,18 @@ const WideCase kWideCases[] = {
      {{BT_FIELD_UTF8, 4, 0, "\xC3\x84" "B", 0}, {BT_FIELD_SHORT, 1, 0, "", 0x8000},
       {BT_FIELD_BOOLEAN, 1, 0, "", 2}},
      32, 0xC3A4620000000200, 0},
+    // One text part alone, the keys of the cache's trees.
+    {"one folded text, 16 bytes, longer than the summary",
+     {{BT_FIELD_STRING, 1000, 0, "/Trunk/Src/Main.c", 0}}, 32, 0x2f7472756e6b2f73,
+     0x72632f6d61696e2e},
+    {"one folded text, 8 bytes, shorter", {{BT_FIELD_STRING, 1000, 0, "R12", 0}}, 16,
+     0x7231320000000000, 0},
+    {"one exact text keeps its case", {{BT_FIELD_STRING, 1000, 8, "AbC", 0}}, 16,
+     0x4162430000000000, 0},
+    {"the field's size cuts the summary", {{BT_FIELD_STRING, 3, 0, "abcdef", 0}}, 32,
+     0x6162630000000000, 0},
+    {"a bstring", {{BT_FIELD_BSTRING, 20, 0, "XY", 0}}, 16, 0x7879000000000000, 0},
+    {"fixed uchar bytes alone", {{BT_FIELD_UCHAR, 4, 0, "ABCD", 0}}, 32, 0x6162636400000000, 0},
 };
 
 TEST(KeySummary, WideFormsAcrossParts) {
