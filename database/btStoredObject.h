@@ -51,7 +51,10 @@ class btStoredObject {
   btCacheFile* cacheFile = nullptr;
   btSeek seek = 0;
   bool mapped = false;
-  uint8_t inlineBuffer[512] = {};
+  // Not zeroed on construction: objects are made by the dozen per operation,
+  // mostly to view a block. Whoever makes it the image fills it first
+  // (ensureImage, detachObject, the table prototype).
+  uint8_t inlineBuffer[512];
 };
 
 // Binds `object` at `seek`. With `rawOffset` the seek is a raw byte

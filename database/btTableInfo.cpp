@@ -61,6 +61,7 @@ void btTableHeader::write(uint8_t* image) const {
 }
 
 btTableInfo::btTableInfo(const char* tableName, uint16_t flags) {
+  std::memset(inlineBuffer, 0, sizeof inlineBuffer);
   image = inlineBuffer;
   ownedSize = sizeof inlineBuffer;
   copyName(hdr.name, tableName);
