@@ -24,13 +24,16 @@ constexpr uint32_t kClusterBelow = 19;
 constexpr uint32_t kNeighboursPerIndex = 12;
 // The first indexes keep their search position from the uniqueness check
 // to the index update, so a unique index is searched once per insert.
-// Tables with more indexes search the later ones again.
-constexpr uint32_t kRememberedIndexes = 8;
+// Tables with more indexes search the later ones again. The cache's tables
+// have two; every insert builds this many iterators.
+constexpr uint32_t kRememberedIndexes = 4;
 // An in-place update may waste at most this many bytes of its slot.
 constexpr uint32_t kInPlaceSlack = 64;
 
 struct NearList {
-  btSeek seeks[kNearMax + 1] = {};
+  // Only the entries up to the terminating 0 are ever read.
+  NearList() { seeks[0] = 0; }
+  btSeek seeks[kNearMax + 1];
   uint32_t count = 0;
 
   void add(btSeek s) {

@@ -108,10 +108,11 @@ class TableDb {
     return table && openAllIndexes(db.get(), table);
   }
   void reopen(bool readOnly = false) {
+    std::string name = table ? table->name() : "people";
     ASSERT_EQ(0, db->closeDatabase());
     db = std::make_unique<btDatabase>();
     ASSERT_EQ(0, db->openDatabase(path.c_str(), kBudget, readOnly ? 1 : 0, 0, 1));
-    table = getTable(db.get(), "people");
+    table = getTable(db.get(), name.c_str());
     ASSERT_NE(nullptr, table);
   }
   void close() {

@@ -406,3 +406,50 @@ TEST_P(TableOps, LookupsReturnDetachedRowsAndLeaveNoPins) {
   EXPECT_EQ(rows[7], rowOf(found));
   t.close();
 }
+
+// A table with more unique indexes than an insert keeps search positions
+// for: the later ones are searched again before their update, and a key
+// violation on any of them still leaves nothing behind.
+TEST(TableOpsInsert, ManyUniqueIndexesAllRefuseAndAllFind) {
+  TableDb t("ops_many_indexes.tvdb");
+  auto proto = std::make_unique<btTableInfo>("wide", 0);
+  const char* names[] = {"k0", "k1", "k2", "k3", "k4", "k5", "k6"};
+  for (const char* n : names) ASSERT_EQ(0, proto->addField(n, BT_FIELD_UINT, 1, 0));
+  for (int i = 0; i < 7; i++) {
+    std::string index = std::string(names[i]) + "_index";
+    uint8_t kind = i % 2 ? BT_INDEX_BTREE : BT_INDEX_BLOCK_HASH;
+    ASSERT_EQ(0, proto->addIndex(index.c_str(), kind, i % 2 ? 16 : 2, i % 2 ? 0 : 31, 0, 0, names[i]));
+  }
+  ASSERT_TRUE(t.create(proto.get()));
+  auto row = [&](uint32_t base, int differ) {
+    btStoredRecord r;
+    EXPECT_EQ(0, initRecord(&r, t.table));
+    // Field i of row `base` holds base * 10 + i; `differ` >= 0 keeps only
+    // that field equal to row `base` and moves the others.
+    for (uint32_t i = 0; i < 7; i++) {
+      uint32_t v = base * 10 + i;
+      if (differ >= 0 && static_cast<int>(i) != differ) v += 1000000;
+      EXPECT_EQ(0, setUnsigned(&r, i, v));
+    }
+    return insertRecord(t.db.get(), t.table, &r, nullptr);
+  };
+  for (uint32_t b = 0; b < 200; b++) ASSERT_EQ(0, row(b, -1));
+  for (int i = 0; i < 7; i++) EXPECT_EQ(BT_STATUS_KEY_VIOLATION, row(77, i)) << "index " << i;
+  EXPECT_EQ(200u, t.table->hdr.recordCount);
+  t.reopen();
+  for (int i = 0; i < 7; i++) {
+    std::string index = std::string(names[i]) + "_index";
+    btIndexIterator it(getIndex(t.db.get(), t.table, index.c_str()));
+    btStoredRecord key, found;
+    ASSERT_EQ(0, initRecord(&key, t.table));
+    for (uint32_t b = 0; b < 200; b += 13) {
+      ASSERT_EQ(0, setUnsigned(&key, i, b * 10 + i));
+      ASSERT_EQ(0, findFirst(t.db.get(), t.table, &it, &key, &found)) << index << " " << b;
+      EXPECT_EQ(b * 10, getUnsigned(&found, 0));
+    }
+    // The refused rows' moved keys reached no index.
+    ASSERT_EQ(0, setUnsigned(&key, i, 77 * 10 + i + 1000000));
+    EXPECT_EQ(BT_STATUS_NOT_FOUND, findFirst(t.db.get(), t.table, &it, &key, &found)) << index;
+  }
+  t.close();
+}
