@@ -17,6 +17,7 @@ int32_t btCacheFile::init(btDatabase* db, btFileAccess* f, uint64_t B, uint64_t 
   database = db;
   file = f;
   blockSize = B;
+  blockShift = B >= 2 && (B & (B - 1)) == 0 ? static_cast<uint32_t>(__builtin_ctzll(B)) : 0;
   readOnly = db ? db->readOnly != 0 : false;
   fileHandle = db ? db->fileHandle : 0;
   if (shared && !privateCache && (!shared->isConfigured() || shared->blockSize == B)) {
@@ -75,14 +76,14 @@ bool btCacheFile::growTable(size_t blockNumber) {
 }
 
 void btCacheFile::forgetBlock(btFileCacheBlock* b) {
-  size_t n = static_cast<size_t>(b->position / blockSize);
+  size_t n = static_cast<size_t>(blockNumberOf(b->position));
   if (n < blockCount && blocks[n] == b) blocks[n] = nullptr;
 }
 
 uint8_t* btCacheFile::cachedBlock(uint64_t position) {
   if (!cache) return nullptr;
   btCacheLockGuard lock(cache);
-  size_t n = static_cast<size_t>(position / blockSize);
+  size_t n = static_cast<size_t>(blockNumberOf(position));
   return n < blockCount && blocks[n] ? blocks[n]->data() : nullptr;
 }
 
@@ -93,8 +94,8 @@ uint8_t* btCacheFile::getBlock(btSeek seek, uint32_t flags, uint64_t prefillCoun
 uint8_t* btCacheFile::getBlockAt(uint64_t position, uint32_t flags, uint64_t prefillCount) {
   if (!cache || !blocks) return nullptr;
   uint64_t B = blockSize;
-  size_t number = static_cast<size_t>(position / B);
-  uint64_t pos = static_cast<uint64_t>(number) * B;
+  size_t number = static_cast<size_t>(blockNumberOf(position));
+  uint64_t pos = position - blockOffsetOf(position);
   if (mappedBase) {
     if (pos + B <= mappedSize) return mappedBase + pos;
     if (readOnly) return nullptr;
@@ -242,7 +243,7 @@ int32_t btCacheFile::writeBlockLocked(btFileCacheBlock* b) {
 int32_t btCacheFile::flushBlock(uint64_t position) {
   if (!cache) return 0;
   btCacheLockGuard lock(cache);
-  size_t n = static_cast<size_t>(position / blockSize);
+  size_t n = static_cast<size_t>(blockNumberOf(position));
   btFileCacheBlock* b = n < blockCount ? blocks[n] : nullptr;
   if (!b || b->owner != this || !b->isDirty()) return 0;
   int32_t rc = writeBlockLocked(b);

@@ -63,9 +63,19 @@ class btCacheFile {
   // Data of the block of `position` when it is cached; never reads.
   uint8_t* cachedBlock(uint64_t position);
 
+  // Block number and offset within its block of a file position; a shift
+  // and a mask for the usual power-of-two block size.
+  uint64_t blockNumberOf(uint64_t position) const {
+    return blockShift ? position >> blockShift : position / blockSize;
+  }
+  uint64_t blockOffsetOf(uint64_t position) const {
+    return blockShift ? position & (blockSize - 1) : position % blockSize;
+  }
+
   btFileCache* cache = nullptr;
   bool ownsCache = false;
   uint64_t blockSize = 4096;
+  uint32_t blockShift = 12;  // log2(blockSize), or 0 when not a power of two
   btFileCacheBlock** blocks = nullptr;
   size_t blockCount = 0;       // length of the table
   size_t blockCapacity = 0;

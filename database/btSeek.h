@@ -39,10 +39,13 @@ inline uint32_t btReadAddress(uint32_t stored) { return stored == 0xFFFFFFFFu ? 
 inline uint64_t btSeekDecode(uint32_t s, uint64_t blockSize, bool highAllowed) {
   if (blockSize < 16 || !highAllowed) return s;
   uint64_t S = blockSize / 16;
-  uint64_t off = s % blockSize;
-  uint64_t hi = off / S;
+  // Block sizes are nearly always powers of two: masks and a shift then
+  // stand in for the three divisions, which show in every record bind.
+  bool power = (blockSize & (blockSize - 1)) == 0;
+  uint64_t off = power ? s & (blockSize - 1) : s % blockSize;
+  uint64_t hi = power ? off >> __builtin_ctzll(S) : off / S;
   if (hi == 0) return s;
-  uint64_t pos = (s - off) + (s % S) + (hi << 32);
+  uint64_t pos = (s - off) + (power ? s & (S - 1) : s % S) + (hi << 32);
   if (pos > BT_MAX_FILE_SIZE) return s;
   return pos;
 }

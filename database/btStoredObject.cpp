@@ -69,18 +69,18 @@ int32_t loadObject(btStoredObject* object, btCacheFile* cacheFile, btSeek seek, 
                    uint64_t prefillCount, bool rawOffset) {
   if (!object || !cacheFile) return BT_STATUS_NO_MEMORY;
   uint64_t pos = rawOffset ? seek : cacheFile->decode(seek);
-  uint64_t B = cacheFile->blockSize;
-  uint8_t* data = cacheFile->getBlockAt(pos - pos % B, kBindFlags, prefillCount);
+  uint64_t offset = cacheFile->blockOffsetOf(pos);
+  uint8_t* data = cacheFile->getBlockAt(pos - offset, kBindFlags, prefillCount);
   if (!data) return BT_STATUS_NO_MEMORY;
-  return bindAt(object, cacheFile, data, pos % B, seek, force);
+  return bindAt(object, cacheFile, data, offset, seek, force);
 }
 
 int32_t loadSlotObject(btStoredObject* object, btCacheFile* cacheFile, btSeek seek, bool force) {
   if (!object || !cacheFile) return BT_STATUS_NO_MEMORY;
   uint64_t pos = cacheFile->decode(seek);
   uint64_t B = cacheFile->blockSize;
-  uint64_t blockPos = pos - pos % B;
-  uint64_t offset = pos % B;
+  uint64_t offset = cacheFile->blockOffsetOf(pos);
+  uint64_t blockPos = pos - offset;
   uint8_t* data = cacheFile->getBlockAt(blockPos, kBindFlags);
   if (!data) return BT_STATUS_NO_MEMORY;
   if (blockPos != 0 && btBlockKindOf(btGet32(data)) == BT_BLOCK_DATA) {

@@ -453,3 +453,22 @@ TEST(TableOpsInsert, ManyUniqueIndexesAllRefuseAndAllFind) {
   }
   t.close();
 }
+
+// Block sizes are multiples of 512 but need not be powers of two; the cache
+// then divides where it otherwise shifts and masks.
+TEST(TableOpsBlockSize, ATableInBlocksOf1536BytesReadsBackWhole) {
+  TableDb t("ops_block_1536.tvdb", 1536);
+  auto proto = peopleTable(BT_INDEX_BTREE, 16, 0);
+  ASSERT_TRUE(t.create(proto.get()));
+  for (uint32_t i = 1; i <= 400; i++)
+    ASSERT_EQ(0, t.insert({i, "name-" + std::to_string(i * 37 % 1009), std::string(i % 90, 'n'), i}));
+  t.reopen();
+  for (uint32_t i = 1; i <= 400; i += 7) {
+    Row found;
+    ASSERT_EQ(0, t.findBy("id_hash", {i, ""}, &found)) << i;
+    EXPECT_EQ((Row{i, "name-" + std::to_string(i * 37 % 1009), std::string(i % 90, 'n'), i}), found);
+    ASSERT_EQ(0, t.findBy("name_index", {0, found.name}, &found)) << i;
+    EXPECT_EQ(i, found.id);
+  }
+  t.close();
+}
