@@ -6,6 +6,11 @@
 
 cmDateStamp LogEntryFields::parseTimeStamp(const cmString& text) {
   cmDateParts parts;
+  // Nearly every stamp has the client's own form, which is read without
+  // the general reader's copy and tokens; anything else takes that reader.
+  if (!text.isNull() &&
+      cmDateReader::parseClientTime(parts, std::string_view(text.data(), static_cast<size_t>(text.length()))))
+    return parts.toStamp();
   try {
     cmDateReader::parseIso(parts, text, true, true);
   } catch (...) {
@@ -14,6 +19,15 @@ cmDateStamp LogEntryFields::parseTimeStamp(const cmString& text) {
     return 0;
   }
   return parts.toStamp();
+}
+
+cmDateStamp LogEntryFields::parseTimeStamp(std::string_view text) {
+  size_t from = 0, to = text.size();
+  while (from < to && ingest::IsLogBlank(text[from])) ++from;
+  while (to > from && ingest::IsLogBlank(text[to - 1])) --to;
+  cmDateParts parts;
+  if (cmDateReader::parseClientTime(parts, text.substr(from, to - from))) return parts.toStamp();
+  return parseTimeStamp(ingest::StrippedLogValue(text).getCMString());
 }
 
 LogEntryFields LogEntryFields::read(int32_t document, int32_t entry) {

@@ -17,6 +17,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "text/TVString.h"
 #include "text/cmDateStamp.h"
@@ -34,4 +35,7 @@ struct LogEntryFields {
   // ISO text ("2024-01-31T09:15:00.123456Z") to a stamp; 0 when the text
   // is no date.
   static cmDateStamp parseTimeStamp(const cmString& text);
+  // The same for the unstripped value of a `date` text node: stripped by
+  // the log's rule first, a null view read as the null text.
+  static cmDateStamp parseTimeStamp(std::string_view value);
 };

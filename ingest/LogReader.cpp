@@ -1,5 +1,7 @@
 #include "ingest/LogReader.h"
 
+#include <cstring>
+
 #include "ingest/CopyEntry.h"
 #include "runtime/cmException.h"
 #include "xml/cmMiniXml.h"
@@ -10,14 +12,6 @@
 using tolvane::TVString;
 
 namespace ingest {
-
-namespace {
-
-// Files that the commit wrote itself: added, changed or replaced. Deleted
-// files and files that came by copy don't count.
-constexpr const char* kChangedFileQuery = "paths/path[@kind='file'][not(@action='D')][not(@copyfrom-path)]";
-
-}  // namespace
 
 TVString StrippedLogValue(std::string_view value) {
   size_t from = 0, to = value.size();
@@ -68,24 +62,79 @@ const cmXPathNodeList& nodesOf(const cmXPathItem& result) {
 
 }  // namespace
 
-// Whether a `path` of a `paths` child of the entry has an attribute kind
-// whose value is "dir": the steps and the first predicate of the added-
-// directory query, by the same node tests (elements by name, attributes by
-// name, values decoded and compared byte for byte). Without such a path the
-// query finds nothing; with one, the query itself decides. Most entries
-// change files only, and are answered here without a run of the query.
-bool LogReader::mayHaveAddedDirectory(cmMiniXmlNode* entry) {
-  cmXPathAxes::Child paths, path, attribute;
+namespace {
+
+// A node's name against a literal, byte for byte; the literal's length is
+// known here, so the test compiles to a length check and a short compare.
+template <size_t N>
+inline bool named(const cmMiniXmlNode* n, const char (&name)[N]) {
+  return n->nameLength == N - 1 && std::memcmp(n->name, name, N - 1) == 0;
+}
+
+// The `path` children of the `paths` children of `entry`, in document
+// order, by the node tests of the steps "paths/path": elements of either
+// kind, names compared byte for byte. Stops when `visit` returns false.
+template <typename Visit>
+inline void forEachPath(cmMiniXmlNode* entry, Visit visit) {
+  cmXPathAxes::Child paths, path;
   for (cmMiniXmlNode* c = paths.start(entry); c; c = paths.next()) {
-    if (!(c->kind & CM_XPATH_MASK_ELEMENTS) || c->nameView() != "paths") continue;
+    if (!(c->kind & CM_XPATH_MASK_ELEMENTS) || !named(c, "paths")) continue;
     for (cmMiniXmlNode* p = path.start(c); p; p = path.next()) {
-      if (!(p->kind & CM_XPATH_MASK_ELEMENTS) || p->nameView() != "path") continue;
-      for (cmMiniXmlNode* a = attribute.start(p); a; a = attribute.next())
-        if ((a->kind & CM_XPATH_MASK_ATTRIBUTE) && a->nameView() == "kind" && doc_->decodedValue(a) == "dir")
-          return true;
+      if (!(p->kind & CM_XPATH_MASK_ELEMENTS) || !named(p, "path")) continue;
+      if (!visit(p)) return;
     }
   }
+}
+
+// [@name] of a predicate: an attribute of that name anywhere among the
+// element's children, as the attribute step finds it.
+template <size_t N>
+inline bool hasAttribute(const cmMiniXmlNode* element, const char (&name)[N]) {
+  cmXPathAxes::Child attribute;
+  for (cmMiniXmlNode* a = attribute.start(element); a; a = attribute.next())
+    if ((a->kind & CM_XPATH_MASK_ATTRIBUTE) && named(a, name)) return true;
   return false;
+}
+
+// Whether the attribute's decoded value is `value` (which holds no '&').
+// A raw value without '&' is its own decoded value, which is what decodedValue would return
+// untouched; only one with '&' goes there (and is decoded on the spot, as
+// the query's comparison decodes it).
+inline bool decodedValueIs(cmMiniXml& doc, cmMiniXmlNode* a, std::string_view value) {
+  const std::string_view raw = a->rawValue();
+  if (raw == value) return true;
+  for (char c : raw)
+    if (c == '&') return doc.decodedValue(a) == value;
+  return false;
+}
+
+// [@name='value']: some attribute of that name whose decoded value is
+// `value` byte for byte. The attributes are decoded in order up to the
+// first that matches, as the comparison of the query decodes them.
+template <size_t N, size_t M>
+inline bool hasAttributeValue(cmMiniXml& doc, const cmMiniXmlNode* element, const char (&name)[N],
+                              const char (&value)[M]) {
+  cmXPathAxes::Child attribute;
+  for (cmMiniXmlNode* a = attribute.start(element); a; a = attribute.next())
+    if ((a->kind & CM_XPATH_MASK_ATTRIBUTE) && named(a, name) && decodedValueIs(doc, a, {value, M - 1}))
+      return true;
+  return false;
+}
+
+}  // namespace
+
+// Whether a `path` of a `paths` child of the entry has an attribute kind
+// whose value is "dir": the steps and the first predicate of the added-
+// directory query, by the same node tests. Without such a path the query
+// finds nothing; with one, the query itself decides. Most entries change
+// files only, and are answered here without a run of the query.
+bool LogReader::mayHaveAddedDirectory(cmMiniXmlNode* entry) {
+  bool found = false;
+  forEachPath(entry, [&](cmMiniXmlNode* p) {
+    found = hasAttributeValue(*doc_, p, "kind", "dir");
+    return !found;
+  });
+  return found;
 }
 
 cmMiniXmlNode* LogReader::firstAddedDirectory(cmMiniXmlNode* entry) {
@@ -122,8 +171,24 @@ const cmXPathNodeList& LogReader::deletedPaths(cmMiniXmlNode* entry) {
   return list(deletedPath_, kDeletedPathQuery, entry);
 }
 
+// The query's steps and predicates in its order: kind first, then action,
+// then the copy source, each tested only when the ones before it held, so
+// that the same attribute values are decoded.
 const cmXPathNodeList& LogReader::changedFiles(cmMiniXmlNode* entry) {
-  return list(changedFile_, kChangedFileQuery, entry);
+  if (!entry) return noPaths();
+  try {
+    changedFiles_.clear();
+    forEachPath(entry, [&](cmMiniXmlNode* p) {
+      if (hasAttributeValue(*doc_, p, "kind", "file") && !hasAttributeValue(*doc_, p, "action", "D") &&
+          !hasAttribute(p, "copyfrom-path"))
+        changedFiles_.push(p);
+      return true;
+    });
+    return changedFiles_;
+  } catch (const cmException&) {
+    // Out of memory for the list: no match, as a failed run of the query.
+    return noPaths();
+  }
 }
 
 bool LogReader::pathText(cmMiniXmlNode* node, TVString& text) {
@@ -156,8 +221,7 @@ LogEntryFields LogReader::fields(cmMiniXmlNode* entry) {
   std::string_view value;
   f.author = childText(entry, "author", value) ? StrippedLogValue(value) : TVString("", 0);
   f.message = childText(entry, "msg", value) ? StrippedLogValue(value) : TVString("", 0);
-  f.timeStamp = childText(entry, "date", value) ? LogEntryFields::parseTimeStamp(StrippedLogValue(value).getCMString())
-                                                : 0;
+  f.timeStamp = childText(entry, "date", value) ? LogEntryFields::parseTimeStamp(value) : 0;
   return f;
 }
 

@@ -1,19 +1,20 @@
 // LogReader: what one ingest pass reads of the open log document, reached
 // once for the whole pass instead of once per field.
 //
-// The passes read the document by the rules of Parts 2.1 to 2.4: the same
-// three XPath queries for every log entry, the first text child of a
-// `path`, attributes with an empty default, and the fields of
-// LogEntryFields. Through the handle functions each of those reads took the
-// handle lock, looked the handle and the node id up again, copied the value
-// twice, and each query was compiled anew for every entry. A LogReader
-// takes the lock once, resolves the handle to its document once, compiles
-// each query on its first use and runs the compiled program with one
-// evaluator for every entry of the pass. The results are those of the
-// handle functions, value for value: the same engine runs the same
-// programs over the same nodes, and values are made from the same decoded
-// bytes (a missing value reads as the same empty text, a missing node as
-// "no match").
+// The passes read the document by the same rules for every log entry: three
+// XPath queries, the first text child of a `path`, attributes with an empty
+// default, and the fields of LogEntryFields. Through the handle functions
+// each of those reads took the handle lock, looked the handle and the node
+// id up again, copied the value twice, and each query was compiled anew for
+// every entry. A LogReader takes the lock once, resolves the handle to its
+// document once, compiles each query on its first use and runs the compiled
+// program with one evaluator for every entry of the pass. The changed-file
+// query, run on every entry, is answered by a walk of the entry's children
+// that applies the query's node tests and predicates in the query's order.
+// The results are those of the handle functions, value for value: the same
+// nodes in the same order, and values made from the same decoded bytes (a
+// missing value reads as the same empty text, a missing node as "no
+// match").
 //
 // Lifetime: one object per pass, on the pass's stack, while ParseSvnLog
 // holds the document open. Node pointers and the node lists that the
@@ -30,13 +31,18 @@
 
 #include "ingest/LogEntryFields.h"
 #include "text/TVString.h"
+#include "xml/cmXPathNodeList.h"
 #include "xml/tvXmlCfgHandleTable.h"
 
 class cmMiniXml;
-class cmXPathNodeList;
 struct cmMiniXmlNode;
 
 namespace ingest {
+
+// Files that the commit wrote itself: added, changed or replaced; deleted
+// files and files that came by copy don't count. changedFiles() walks the
+// tree instead of running it; the two change together.
+constexpr const char* kChangedFileQuery = "paths/path[@kind='file'][not(@action='D')][not(@copyfrom-path)]";
 
 class LogReader {
  public:
@@ -56,7 +62,7 @@ class LogReader {
   cmMiniXmlNode* firstAddedDirectory(cmMiniXmlNode* entry);
   // The paths of "paths/path[@action='D']", in document order.
   const cmXPathNodeList& deletedPaths(cmMiniXmlNode* entry);
-  // The paths of "paths/path[@kind='file'][not(@action='D')][not(@copyfrom-path)]".
+  // The paths of kChangedFileQuery, in document order.
   const cmXPathNodeList& changedFiles(cmMiniXmlNode* entry);
 
   // The stripped value of the node's first text child (kind 128); false,
@@ -82,7 +88,7 @@ class LogReader {
   tvXmlCfgEntry* handleEntry_ = nullptr;
   std::unique_ptr<Query> addedDirectory_;
   std::unique_ptr<Query> deletedPath_;
-  std::unique_ptr<Query> changedFile_;
+  cmXPathNodeList changedFiles_;
 };
 
 // The set that StripLogValue takes off both ends; tabs are content.

@@ -137,6 +137,40 @@ void cmDateReader::parseIso(cmDateParts& parts, const char* text, bool clear, bo
   parts = cmDateParts::fromStamp(moved > 0 ? cmDateStamp(moved) : 0);
 }
 
+bool cmDateReader::parseClientTime(cmDateParts& parts, std::string_view text) {
+  if (text.size() != 27) return false;
+  const char* t = text.data();
+  if (t[4] != '-' || t[7] != '-' || t[10] != 'T' || t[13] != ':' || t[16] != ':' || t[19] != '.' || t[26] != 'Z')
+    return false;
+  bool digits = true;
+  auto number = [&](size_t at, size_t count) {
+    uint32_t v = 0;
+    for (size_t i = at; i < at + count; ++i) {
+      const uint32_t d = uint32_t(static_cast<unsigned char>(t[i])) - '0';
+      digits &= d <= 9;
+      v = v * 10 + d;
+    }
+    return v;
+  };
+  const uint32_t year = number(0, 4), month = number(5, 2), day = number(8, 2), hour = number(11, 2),
+                 minute = number(14, 2), second = number(17, 2), microsecond = number(20, 6);
+  if (!digits) return false;
+  // parseIso's ranges; a day of 0 passes there too.
+  if (month < 1 || month > 12 || day >= 32 || hour >= 24 || minute >= 60 || second >= 60) return false;
+  // Field by field as parseIso fills them, so that every bit agrees.
+  cmDateParts read = parts;
+  read.setDay(day);
+  read.setMonth(month);
+  read.setYear(year);
+  resetTime(read);
+  read.setHour(hour);
+  read.setMinute(minute);
+  read.setSecond(second);
+  read.setMicrosecond(microsecond);
+  parts = read;
+  return true;
+}
+
 void cmDateReader::parsePattern(cmDateParts& parts, const char* text, const char* pattern, bool clear,
                                 bool* hadTime) {
   std::string txt(text ? text : ""), pat(pattern ? pattern : "");

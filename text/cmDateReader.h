@@ -11,6 +11,8 @@
 // Stateless; any thread.
 #pragma once
 
+#include <string_view>
+
 #include "text/cmDateParts.h"
 #include "text/cmStringT.h"
 
@@ -33,6 +35,13 @@ class cmDateReader {
                        bool* hadTime = nullptr);
   static void parseIso(cmDateParts& parts, const cmString& text, bool clear, bool withTime,
                        bool* hadTime = nullptr);
+
+  // The form the client writes in its logs, exactly "YYYY-MM-DDTHH:mm:ss.uuuuuuZ"
+  // (27 characters, no blanks), into the same parts as parseIso with
+  // `clear` and `withTime` gives. Returns false, leaving `parts` alone, for
+  // any other text and for a field that parseIso would refuse: the caller
+  // then reads the text with parseIso, which decides.
+  static bool parseClientTime(cmDateParts& parts, std::string_view text);
 
   // Reads `text` laid out by `pattern`, position by position: "YYYY", "MM"
   // and "DD" are required; "HH" (or "hh" with "PM"/"AM"), "mm", "ss",

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 
 #include "IngestTestSupport.h"
 #include "text/DateTestZone.h"
@@ -80,6 +81,26 @@ TEST(LogEntryFields, DatesAreUtcAndBadOnesAreZero) {
       {"", 0},
   };
   for (const Case& c : cases) EXPECT_EQ(ReadEntry(dir, "", c.body).timeStamp, c.stamp) << c.body;
+}
+
+// A date text node's raw value reads as the stamp of its copy stripped by
+// the log's rule: the client's form, blanks and line ends around it, tabs
+// (which stay and spoil it), other forms, and values that are no date.
+TEST(LogEntryFields, RawDateValueReadsAsItsStrippedCopy) {
+  const std::string_view values[] = {
+      "2024-01-31T09:15:00.123456Z", "\r\n 2024-01-31T09:15:00.123456Z \n", "\t2024-01-31T09:15:00.123456Z",
+      "2024-01-31T09:15:00.123456Z\t", " 2024-01-31T09:15:00.123Z ", "2024-01-31 09:15:00.123456Z",
+      "2024-01-31T09:15:00.123456+02:00", "2024-02-30T09:15:00.123456Z", "2024-13-31T09:15:00.123456Z",
+      "\n\n", "", "yesterday", std::string_view("2024-01-31T09:15:00.1\0456Z", 27), std::string_view(),
+  };
+  for (std::string_view value : values) {
+    tolvane::TVString copy = value.data() ? tolvane::TVString(value.data(), static_cast<int64_t>(value.size()))
+                                          : tolvane::TVString();
+    copy.strip(" \r\n", 'B', 1);
+    EXPECT_EQ(LogEntryFields::parseTimeStamp(value), LogEntryFields::parseTimeStamp(copy.getCMString()))
+        << std::string(value);
+  }
+  EXPECT_NE(LogEntryFields::parseTimeStamp(std::string_view("\n2024-01-31T09:15:00.123456Z\n")), 0u);
 }
 
 // The local zone plays no part in reading the client's UTC times.
