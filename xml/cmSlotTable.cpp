@@ -1,7 +1,5 @@
 #include "xml/cmSlotTable.h"
 
-#include <cstring>
-
 #include "runtime/cmAlloc.h"
 #include "runtime/cmErrors.h"
 #include "runtime/cmException.h"
@@ -51,7 +49,8 @@ void cmSlotTable::growTo(int64_t cap) {
   uintptr_t oldEnd = oldBase + static_cast<uintptr_t>(capacity_) * sizeof(void*);
   void** fresh = static_cast<void**>(cmRealloc(slots_, static_cast<size_t>(cap) * sizeof(void*)));
   if (!fresh) throw cmException(CM_ERR_OUT_OF_MEMORY);  // the old array is untouched
-  std::memset(fresh + capacity_, 0, static_cast<size_t>(cap - capacity_) * sizeof(void*));
+  // The new slots stay as they come: a slot at or beyond used_ is written
+  // by add() before anything reads it.
   if (freeHead_ && reinterpret_cast<uintptr_t>(fresh) != oldBase) {
     // Rebase the chain by the distance moved. Slots holding items are left
     // alone: no item lies inside the array that was live until now.
@@ -65,7 +64,7 @@ void cmSlotTable::growTo(int64_t cap) {
   capacity_ = cap;
 }
 
-int32_t cmSlotTable::add(void* item) {
+int32_t cmSlotTable::addSlow(void* item) {
   int64_t id;
   if (reuseFree_ && freeHead_) {
     void** slot = freeHead_;

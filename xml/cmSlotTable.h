@@ -27,7 +27,16 @@ class cmSlotTable {
   // Gives `item` (non-null) an id: the head of the free chain when slot reuse
   // is on, else the next never-used slot, growing the array to
   // max(capacity + capacity/4, 10). Throws CM_ERR_OUT_OF_MEMORY.
-  int32_t add(void* item);
+  int32_t add(void* item) {
+    // A parse adds one slot per node: the common case, a fresh slot in
+    // room already made, is answered here.
+    if ((!reuseFree_ || !freeHead_) && used_ < capacity_) {
+      slots_[used_] = item;
+      ++live_;
+      return static_cast<int32_t>(used_++);
+    }
+    return addSlow(item);
+  }
   // Frees slot `id` onto the chain. Ids that name no item are ignored.
   void release(int32_t id);
   // The item in slot `id`, or null when the id names none.
@@ -49,6 +58,7 @@ class cmSlotTable {
   bool insideArray(void* p) const {
     return p >= static_cast<void*>(slots_) && p < static_cast<void*>(slots_ + capacity_);
   }
+  int32_t addSlow(void* item);
   void grow();
   void growTo(int64_t cap);
 

@@ -93,6 +93,34 @@ TEST(MiniXmlSlotTable, MatchesAModelUnderRandomUse) {
   EXPECT_EQ(table.liveCount(), static_cast<int64_t>(live.size()));
 }
 
+// Room made ahead, then outgrown: ids stay dense and every item stays
+// where it was put, with and without the reuse of freed slots.
+TEST(MiniXmlSlotTable, ReserveThenGrowKeepsEveryItem) {
+  static char items[4000];
+  for (bool reuse : {true, false}) {
+    cmSlotTable table;
+    table.setReuseFreeSlots(reuse);
+    table.reserve(1000);
+    EXPECT_EQ(table.capacity(), 1000);
+    for (int i = 0; i < 3000; ++i) ASSERT_EQ(table.add(&items[i]), i);
+    EXPECT_GE(table.capacity(), 3000);
+    table.release(10);
+    table.release(2000);
+    EXPECT_EQ(table.get(10), nullptr);
+    EXPECT_EQ(table.get(3000), nullptr);  // beyond the last id handed out
+    // Freed slots come back latest first, or not at all.
+    EXPECT_EQ(table.add(&items[3000]), reuse ? 2000 : 3000);
+    EXPECT_EQ(table.add(&items[3001]), reuse ? 10 : 3001);
+    EXPECT_EQ(table.add(&items[3002]), reuse ? 3000 : 3002);
+    for (int i = 0; i < 3000; ++i) {
+      if (i != 10 && i != 2000) {
+        ASSERT_EQ(table.get(i), &items[i]) << i;
+      }
+    }
+    EXPECT_EQ(table.liveCount(), 3001);
+  }
+}
+
 TEST(MiniXmlTree, EmptyDocument) {
   cmMiniXml doc;
   EXPECT_EQ(doc.root()->kind, CMXML_NODE_DOCUMENT);
