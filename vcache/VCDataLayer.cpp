@@ -118,6 +118,7 @@ int32_t VCDataLayer::open() {
 void VCDataLayer::close() {
   if (!database) return;
   LogVerbose("Closing cache database %s\n", databaseFile.getCString());
+  for (LookupKey& k : lookupKeys_) k = LookupKey();
   closeStatus_ = database->closeDatabase();
   database.reset();
   repositoryTable = fileTable = revisionTable = branchTable = branchExclusionTable = nullptr;
@@ -489,12 +490,26 @@ int32_t VCDataLayer::insertFileRevisionXrefs(const int32_t* fileIds, int64_t cou
 int32_t VCDataLayer::findByText(btTableInfo* table, int32_t index, int32_t field, const TVString& text,
                                 btStoredRecord& found) {
   if (!database) return BT_STATUS_NO_DATABASE;
-  btStoredRecord key;
-  int32_t status = initRecord(&key, table);
-  if (status == 0) status = setText(&key, field, text);
+  int32_t status = 0;
+  btStoredRecord* key = lookupKey(table, field, status);
+  if (status == 0) status = setText(key, field, text);
   if (status != 0) return status;
   btIndexIterator it(indexAt(table, index));
-  return findFirst(database.get(), table, &it, &key, &found);
+  return findFirst(database.get(), table, &it, key, &found);
+}
+
+btStoredRecord* VCDataLayer::lookupKey(btTableInfo* table, int32_t field, int32_t& status) {
+  LookupKey* slot = nullptr;
+  for (LookupKey& k : lookupKeys_) {
+    if (k.record && k.record->table == table && k.field == field) return k.record.get();
+    if (!slot && !k.record) slot = &k;
+  }
+  if (!slot) slot = &lookupKeys_[0];
+  slot->field = -1;
+  if (!slot->record) slot->record = std::make_unique<btStoredRecord>();
+  status = initRecord(slot->record.get(), table);
+  if (status == 0) slot->field = field;
+  return slot->record.get();
 }
 
 VCBranchInfo* VCDataLayer::getBranchByName(const TVString& name) {

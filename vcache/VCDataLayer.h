@@ -158,6 +158,15 @@ class VCDataLayer {
   tolvane::TVString databaseFile;
   std::unique_ptr<btDatabase> database;
   int32_t closeStatus_ = 0;
+  // The key records of findByText, one per table and field, built once and
+  // then only given new text: every changed path looks up a branch and a
+  // file by name. Reset with the tables they point to.
+  struct LookupKey {
+    std::unique_ptr<btStoredRecord> record;
+    int32_t field = -1;
+  };
+  LookupKey lookupKeys_[3];
+  btStoredRecord* lookupKey(btTableInfo* table, int32_t field, int32_t& status);
 
   btTableInfo* repositoryTable = nullptr;
   btTableInfo* fileTable = nullptr;

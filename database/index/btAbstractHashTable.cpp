@@ -73,8 +73,7 @@ uint32_t btAbstractHashTable::bucket(btCacheFile* cf, uint64_t b) {
   if (useCacheLock_) lock.lock();
   if (cache_.size() == 0) {
     uint64_t n = buckets_ < kCachedBuckets ? buckets_ : kCachedBuckets;
-    cache_.setSize(static_cast<int64_t>(n));
-    for (int64_t i = 0; i < cache_.size(); i++) cache_[i] = 0;
+    cache_.setSize(static_cast<int64_t>(n));  // new elements are 0: "not read yet"
   }
   if (static_cast<int64_t>(b) < cache_.size()) cache_[static_cast<int64_t>(b)] = v ? v : kEmptyMark;
   return v;

@@ -311,11 +311,47 @@ uint32_t keySummary(const btStoredRecord* r, const btIndexDefinition* d) {
   }
 }
 
+namespace {
+
+// The summary of a key whose first part is byte text at least as wide as the
+// summary: the part fills it alone, lowered byte by byte where the mode
+// folds, zeros past its end. Names and numbers as text, the usual keys, take
+// this road; the general walk below gives the same bytes.
+bool wideTextSummary(const btStoredRecord* r, const btIndexDefinition* d, uint32_t limit,
+                     btKeySummary* out) {
+  Part k;
+  if (!keyPart(r, d, 0, &k)) return false;
+  switch (k.field->type) {
+    case BT_FIELD_STRING: case BT_FIELD_ZSTRING: case BT_FIELD_BSTRING: case BT_FIELD_ISTRING:
+      break;
+    default:
+      return false;
+  }
+  if (k.field->size < limit) return false;
+  uint8_t bytes[16] = {};
+  uint32_t n = k.present ? k.value.length : 0;
+  if (n > limit) n = limit;
+  if (n) std::memcpy(bytes, k.value.data, n);
+  if (k.mode < 1)
+    for (uint32_t j = 0; j < n; j++) bytes[j] = btLowerByte(bytes[j]);
+  uint64_t hi = 0, lo = 0;
+  for (int i = 0; i < 8; i++) {
+    hi = (hi << 8) | bytes[i];
+    lo = (lo << 8) | bytes[8 + i];
+  }
+  out->hi = hi;
+  out->lo = lo;
+  return true;
+}
+
+}  // namespace
+
 btKeySummary keySummaryWide(const btStoredRecord* r, const btIndexDefinition* d) {
   btKeySummary out;
   if (!r || !d) return out;
   const bool wide16 = (d->indexFlags & BT_INDEX_SUMMARY16) != 0;
   const uint32_t limit = wide16 ? 16 : 8;
+  if (wideTextSummary(r, d, limit, &out)) return out;
   uint8_t bytes[16] = {};
   uint32_t used = 0;
   auto putInteger = [&](uint64_t v, uint32_t size) {

@@ -178,6 +178,9 @@ const WideCase kWideCases[] = {
      0x6162630000000000, 0},
     {"a bstring", {{BT_FIELD_BSTRING, 20, 0, "XY", 0}}, 16, 0x7879000000000000, 0},
     {"fixed uchar bytes alone", {{BT_FIELD_UCHAR, 4, 0, "ABCD", 0}}, 32, 0x6162636400000000, 0},
+    {"a text as wide as the summary leaves no room for the next part",
+     {{BT_FIELD_STRING, 16, 0, "Ab", 0}, {BT_FIELD_UINT, 1, 0, "", 0x11223344}}, 32, 0x6162000000000000, 0},
+    {"a zstring stops at its end", {{BT_FIELD_ZSTRING, 40, 0, "Q", 0}}, 16, 0x7100000000000000, 0},
 };
 
 TEST(KeySummary, WideFormsAcrossParts) {
