@@ -189,7 +189,9 @@ TEST(MiniXmlParser, NestingLimit) {
     for (int i = 0; i < depth; ++i) s += "</e>";
     cmMiniXml doc;
     EXPECT_EQ(loadCode(doc, s, 0), depth == 3199 ? 0 : CMXML_ERR_TOO_DEEP) << depth;
-    if (depth == 3199) EXPECT_EQ(doc.nodeCount(), 3200u);
+    if (depth == 3199) {
+      EXPECT_EQ(doc.nodeCount(), 3200u);
+    }
   }
   // Deep but unclosed: the limit wins over the missing end.
   cmMiniXml doc;
