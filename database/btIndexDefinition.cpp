@@ -153,4 +153,5 @@ void btIndexDefinition::releaseStructure() {
   structure = nullptr;
   destroyStructure = nullptr;
   openedRoot = 0;
+  servedType = ~0u;
 }

@@ -117,6 +117,9 @@ class btIndexDefinition {
   btIndexStructure* structure = nullptr;
   void (*destroyStructure)(btIndexStructure*) = nullptr;
   btSeek openedRoot = 0;  // root for which `structure` was opened
+  // The type that `structure` was last found to serve, with `openedRoot`
+  // still the root: structureOf's check without the lookups. ~0u: none.
+  uint32_t servedType = ~0u;
   int32_t number = -1;    // index number in its table
   btTableInfo* owner = nullptr;
   bool keyFitsLink = false;

@@ -211,7 +211,7 @@ int32_t btIndexStructure::unlinkDuplicate(btIndexIterator* it, btStoredRecord*, 
   return it->unlinkDuplicate(seek, false, &head);
 }
 
-btIndexStructure* structureOf(btIndexDefinition* d, int32_t* status) {
+btIndexStructure* structureOfChecked(btIndexDefinition* d, int32_t* status) {
   int32_t local = 0;
   if (!status) status = &local;
   *status = 0;
@@ -221,8 +221,10 @@ btIndexStructure* structureOf(btIndexDefinition* d, int32_t* status) {
   }
   bool persistent = btIndexDefinition::isPersistentKind(d->indexType);
   if (d->structure && (!persistent || d->openedRoot == d->root)) {
-    if (static_cast<int32_t>(d->structure->indexKind()) == servingKind(d->indexType))
+    if (static_cast<int32_t>(d->structure->indexKind()) == servingKind(d->indexType)) {
+      d->servedType = d->indexType;
       return d->structure;
+    }
   }
   if (d->structure) {
     uint32_t own = d->structure->indexKind();
@@ -242,6 +244,7 @@ btIndexStructure* structureOf(btIndexDefinition* d, int32_t* status) {
       return nullptr;
     }
     d->openedRoot = d->root;
+    d->servedType = d->indexType;
     return d->structure;
   }
   if (servingKind(d->indexType) < 0) {
@@ -264,6 +267,7 @@ btIndexStructure* structureOf(btIndexDefinition* d, int32_t* status) {
     return nullptr;
   }
   d->openedRoot = d->root;
+  d->servedType = d->indexType;
   return s;
 }
 

@@ -149,7 +149,17 @@ class btSortedIndexStructure : public btIndexStructure {
 // The open structure of `definition`, opened or reopened as needed; null
 // when the kind has none, the persistent root is 0, or opening failed.
 // When `status` is given it receives the reason for a null result.
-btIndexStructure* structureOf(btIndexDefinition* definition, int32_t* status = nullptr);
+btIndexStructure* structureOfChecked(btIndexDefinition* definition, int32_t* status);
+inline btIndexStructure* structureOf(btIndexDefinition* definition, int32_t* status = nullptr) {
+  // Every table operation asks once per index: a structure already checked
+  // for this type and root is answered here.
+  if (definition && definition->structure && definition->servedType == definition->indexType &&
+      definition->openedRoot == definition->root) {
+    if (status) *status = 0;
+    return definition->structure;
+  }
+  return structureOfChecked(definition, status);
+}
 
 // Creates the stored root of a B-tree (0) or a persistent hash kind (3, 4,
 // 9, 17) and sets the definition's root, first node and last node. Other
