@@ -19,6 +19,9 @@ constexpr uint64_t kNeighbourWindow = 65536;
 // Marks the iterator's found key as hashed by this kind (the hash stands
 // in place of a summary).
 constexpr uint64_t kHashedKey = ~0ull;
+// Marks the found key's bucket content as known (kept in summaryHi's low
+// half, with the bucket write count it was read at in `node`).
+constexpr uint64_t kBucketKnown = 1ull << 32;
 
 }  // namespace
 
@@ -46,6 +49,7 @@ btAbstractHashTable::OperationLock::~OperationLock() {
 }
 
 void btAbstractHashTable::clearCache() {
+  bucketWrites_++;  // every bulk change of the buckets comes here
   std::unique_lock<btRecursiveLock> lock(cacheLock_, std::defer_lock);
   if (useCacheLock_) lock.lock();
   cache_.clear(true);
@@ -81,6 +85,7 @@ uint32_t btAbstractHashTable::bucket(btCacheFile* cf, uint64_t b) {
 
 int32_t btAbstractHashTable::setBucket(btDatabase* db, uint64_t b, uint32_t value) {
   int32_t rc = writeBucket(db, b, value);
+  bucketWrites_++;
   std::unique_lock<btRecursiveLock> lock(cacheLock_, std::defer_lock);
   if (useCacheLock_) lock.lock();
   countCache_ = 0;
@@ -150,7 +155,7 @@ int32_t btAbstractHashTable::find(btIndexIterator* it, const btStoredRecord* key
   it->clearPosition();
   it->position = b;
   it->hash = wanted;
-  it->found = {key, 0, kHashedKey, 0, wanted};
+  it->found = {key, bucketWrites_, kHashedKey, kBucketKnown | h, wanted};
   if (!h) return BT_STATUS_NOT_FOUND;
   standOnHead(it, b, h);
   if (h == r) return 0;
@@ -217,10 +222,13 @@ int32_t btAbstractHashTable::insertKey(btIndexIterator* it, btStoredRecord* reco
   if (buckets_ == 0) return BT_STATUS_NO_MEMORY;
   // The find before the insert hashed this very key record already.
   const btIndexIterator::FoundKey& f = it->found;
-  uint32_t hash = f.key == record && f.position == kHashedKey ? static_cast<uint32_t>(f.summaryLo)
-                                                              : keyHash(record, definition_);
+  bool hashed = f.key == record && f.position == kHashedKey;
+  uint32_t hash = hashed ? static_cast<uint32_t>(f.summaryLo) : keyHash(record, definition_);
   uint64_t b = hash % buckets_;
-  btSeek h = bucket(cacheFile(), b);
+  // The find before read this bucket too, and no bucket was written since.
+  btSeek h = hashed && (f.summaryHi & kBucketKnown) && f.node == bucketWrites_
+                 ? static_cast<btSeek>(f.summaryHi)
+                 : bucket(cacheFile(), b);
   if (!h) {
     rc = setBucket(db, b, s);
     if (rc < 0) return rc;

@@ -99,6 +99,9 @@ class btAbstractHashTable : public btIndexStructure {
 
   uint64_t buckets_ = 0;
   uint64_t countCache_ = 0;
+  // Bucket writes so far: a bucket that a find read stays good for the
+  // insert after it while this has not moved.
+  uint32_t bucketWrites_ = 0;
   btStoredRecord* keep_ = nullptr;  // see findKeeping
   cmArray<uint32_t> cache_;
   btRecursiveLock cacheLock_;

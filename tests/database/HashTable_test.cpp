@@ -218,6 +218,27 @@ TEST(HashTable, ExistingKeysAreFoundAsTheWantedRecord) {
   EXPECT_EQ(second, seeks[1]);
 }
 
+// An insert reuses the bucket that the find before it read, unless a bucket
+// was written in between: then the head the find saw is gone stale.
+TEST(HashTable, AnInsertAfterAnOlderFindRereadsAWrittenBucket) {
+  for (uint8_t kind : {3, 4, 9}) {
+    HashTableHarness h("hash_stale_find.tvdb", {kind, 3, 100, 512});
+    btStoredRecord late;
+    h.keyRecord(&late, 7, 1000);
+    btIndexIterator it(h.definition_);
+    ASSERT_EQ(BT_STATUS_NOT_FOUND, h.structure_->find(&it, &late, BT_FIND_ANY, false));
+    btSeek early = 0;
+    ASSERT_EQ(0, h.insert(7, &early));  // writes the bucket the find saw empty
+    btSeek seek = 0;
+    uint8_t* image = nullptr;
+    ASSERT_EQ(0, placeRecord(h.db_.get(), h.db_->getCacheFile(), &late, &seek, &image, h.table_, nullptr));
+    h.table_->setRecordCount(h.table_->hdr.recordCount + 1);
+    ASSERT_EQ(0, h.structure_->insertKey(&it, &late, seek));
+    h.model_.emplace(7, seek);
+    h.checkFind(7);
+    h.checkScans();
+  }
+}
 
 TEST(IndexFactory, OpensReopensAndReplacesStructures) {
   HashTableHarness h("index_factory.tvdb", {3, 3, 100, 512});
