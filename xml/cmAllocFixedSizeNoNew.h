@@ -54,6 +54,16 @@ class cmAllocFixedSizeNoNew {
     return p;
   }
 
+  // For a caller that sets every field itself: the next never-used record
+  // of the current block, not zeroed, provided the free list is empty (it
+  // comes first) and the block has one left. Otherwise null, and alloc()
+  // is the way.
+  T* takeUnused() {
+    if (freeHead_ || unused_ == 0) return nullptr;
+    --unused_;
+    return nextUnused_++;
+  }
+
   // Puts a record on the free list; its first word becomes the link.
   void free(T* p) {
     *reinterpret_cast<T**>(p) = freeHead_;

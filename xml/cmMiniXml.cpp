@@ -3,6 +3,7 @@
 #include "xml/cmMiniXml.h"
 
 #include <cstring>
+#include <utility>
 
 #include "runtime/cmAlloc.h"
 #include "runtime/cmErrors.h"
@@ -33,7 +34,8 @@ cmMiniXml::cmMiniXml(cmMiniXml&& other)
       fileEncoding_(other.fileEncoding_),
       lineCacheLine_(other.lineCacheLine_),
       lineCachePos_(other.lineCachePos_),
-      ownedStrings_(other.ownedStrings_) {
+      ownedStrings_(other.ownedStrings_),
+      decoded_(std::move(other.decoded_)) {
   std::memcpy(eol_, other.eol_, 2);
   // Every node names its document.
   for (const_iterator it = walk(); !it.done(); it.next()) const_cast<cmMiniXmlNode*>(*it)->doc = this;
@@ -103,7 +105,7 @@ char* cmMiniXml::copyString(const char* s, size_t n) {
 }
 
 void cmMiniXml::freeString(const char* p) {
-  if (p && !inTextBuffer(p)) {
+  if (p && !inTextBuffer(p) && !decoded_.contains(p)) {
     cmFree(const_cast<char*>(p));
     --ownedStrings_;
   }
@@ -378,6 +380,8 @@ void cmMiniXml::deleteNode(cmMiniXmlNode* node, bool childrenOnly) {
 
 void cmMiniXml::deleteAllBelowRoot() {
   while (cmMiniXmlNode* c = rootNode_->firstChild) freeSubtree(c, false);
+  // The root's own value is never decoded, so no node holds a decoded copy.
+  decoded_.release();
 }
 
 bool cmMiniXml::deleteAttribute(cmMiniXmlNode* element, std::string_view name) {
@@ -396,6 +400,7 @@ void cmMiniXml::destroyTree() {
   }
   tree_ = Tree();
   rootNode_ = nullptr;
+  decoded_.release();
 }
 
 void cmMiniXml::reset(const char* fileName, int32_t fileEncoding) {

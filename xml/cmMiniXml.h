@@ -11,8 +11,9 @@
 // outside was allocated for the node (zero-terminated, one byte longer than
 // its length) and is freed with it. Entity references in parsed values are
 // decoded lazily, on the first read through decodedValue/nodeValue, after
-// which the node owns the decoded copy. Names are compared byte for byte;
-// no namespace processing (`a:b` is one plain name).
+// which the node holds the decoded copy; those copies live in the
+// document's arena (cmMiniXmlArena.h) and go when all nodes go. Names are
+// compared byte for byte; no namespace processing (`a:b` is one plain name).
 //
 // Ownership: the document owns its nodes, their private strings, the text
 // buffer (unless a caller lent its buffer with loadText(..., useInPlace)),
@@ -43,6 +44,7 @@
 #include <string>
 #include <string_view>
 
+#include "xml/cmMiniXmlArena.h"
 #include "xml/cmMiniXmlNode.h"
 #include "xml/cmSlotTable.h"
 #include "xml/cmTreeNoNew.h"
@@ -251,7 +253,9 @@ class cmMiniXml {
   int32_t fileEncoding_ = CMXML_ENCODING_UTF8;
   uint64_t lineCacheLine_ = 0;
   const char* lineCachePos_ = nullptr;
-  // Node strings allocated outside the text buffer and not yet freed. While
-  // it is 0, as after a plain parse, throwing the tree away needs no walk.
+  // Node strings allocated one by one and not yet freed; decoded copies in
+  // decoded_ don't count. While it is 0, as after a parse and any amount of
+  // reading, throwing the tree away needs no walk.
   uint64_t ownedStrings_ = 0;
+  cmMiniXmlArena decoded_;
 };

@@ -1,5 +1,6 @@
 #include "xml/cmMiniXmlParser.h"
 
+#include <bit>
 #include <cstring>
 
 #include "runtime/cmErrors.h"
@@ -38,9 +39,35 @@ inline const char* skipSpace(const char* p) {
   while (is(p, kSpace)) ++p;
   return p;
 }
+// Unrolled: names and values are short, and the loop step costs as much as
+// the test. Each byte is looked at only after its predecessor didn't stop
+// the scan, so it reads no further than the plain loop.
 inline const char* scanTo(const char* p, uint8_t cls) {
-  while (!is(p, cls)) ++p;
-  return p;
+  for (;; p += 4) {
+    if (is(p, cls)) return p;
+    if (is(p + 1, cls)) return p + 1;
+    if (is(p + 2, cls)) return p + 2;
+    if (is(p + 3, cls)) return p + 3;
+  }
+}
+// True when `at` begins with the `n` bytes of `open`, a name that lies
+// before `at` in the text and holds no zero byte. Names of up to 8 bytes are
+// compared as one word when 8 bytes of text are left, so neither read goes
+// past the text; otherwise byte by byte, stopping at the first difference
+// (at the latest the zero byte behind the text).
+inline bool sameName(const char* at, const char* open, uint32_t n, const char* end) {
+  if constexpr (std::endian::native == std::endian::little) {
+    if (n <= 8 && end - at >= 8) {
+      uint64_t a, b;
+      std::memcpy(&a, at, 8);
+      std::memcpy(&b, open, 8);
+      uint64_t mask = n == 8 ? ~uint64_t{0} : (uint64_t{1} << (8 * n)) - 1;
+      return ((a ^ b) & mask) == 0;
+    }
+  }
+  uint32_t i = 0;
+  while (i < n && at[i] == open[i]) ++i;
+  return i == n;
 }
 // Byte-wise prefix test: stops at the first difference, so it never reads
 // past the zero byte behind the text.
@@ -61,12 +88,12 @@ cmMiniXmlParser::cmMiniXmlParser(cmMiniXml& doc, uint32_t flags)
       skipBlankText_((flags & CMXML_PARSE_KEEP_NONBLANK_TEXT) != 0),
       ids_(doc.idsEnabled_) {}
 
-// A new last child of `parent`: the hot path of the parse.
-inline cmMiniXmlNode* cmMiniXmlParser::child(cmMiniXmlNode* parent, uint32_t kind) {
+// A new node, not yet linked, when a block or the id table has to grow or
+// a freed record is to be reused. Out of line: it is rare, and it may throw.
+cmMiniXmlNode* cmMiniXmlParser::newNodeSlow(uint32_t kind) {
   cmMiniXmlNode* n = doc_.tree_.allocNode();
   n->doc = &doc_;
   n->kind = kind;
-  n->parent = parent;
   n->id = -1;
   if (ids_) {
     try {
@@ -76,6 +103,21 @@ inline cmMiniXmlNode* cmMiniXmlParser::child(cmMiniXmlNode* parent, uint32_t kin
       throw;
     }
   }
+  return n;
+}
+
+// A new last child of `parent`: the hot path of the parse. Most nodes come
+// from the current block and a slot made in advance, and are written whole
+// here instead of zeroed first.
+inline cmMiniXmlNode* cmMiniXmlParser::child(cmMiniXmlNode* parent, uint32_t kind) {
+  cmMiniXmlNode* n;
+  if ((!ids_ || doc_.nodeIds_.hasFreshSlot()) && (n = doc_.tree_.takeUnusedNode()) != nullptr) {
+    *n = cmMiniXmlNode{&doc_, nullptr, nullptr, 0, 0, -1, kind, parent, nullptr, nullptr, nullptr};
+    if (ids_) n->id = doc_.nodeIds_.addFresh(n);
+  } else {
+    n = newNodeSlow(kind);
+  }
+  n->parent = parent;
   cmMiniXmlNode* first = parent->firstChild;
   if (!first) {
     parent->firstChild = n;
@@ -116,7 +158,11 @@ int32_t cmMiniXmlParser::run() {
         break;
       }
       if (*p != '<') {
-        const char* lt = static_cast<const char*>(std::memchr(p, '<', static_cast<size_t>(end_ - p)));
+        // Most runs are the one line ending between two tags, too short
+        // for the setup of a memchr. p < end_, so p[1] is still text or the
+        // zero byte behind it.
+        const char* lt = p[1] == '<' ? p + 1
+                                     : static_cast<const char*>(std::memchr(p, '<', static_cast<size_t>(end_ - p)));
         if (!lt) {  // text behind the last tag makes no node
           pos_ = end_;
           break;
@@ -128,10 +174,13 @@ int32_t cmMiniXmlParser::run() {
       }
     }
     pos_ = p;
-    // Markup.
+    // Markup; an element straight away, as it is nearly always one.
     int32_t rc;
-    if (p[1] == '/' && depth_ > 0)
+    char c = p[1];
+    if (c == '/' && depth_ > 0)
       rc = endTag();
+    else if (c != '?' && c != '!')
+      rc = element();
     else
       rc = markup();
     if (rc) return rc;
@@ -203,6 +252,22 @@ int32_t cmMiniXmlParser::element() {
 
 int32_t cmMiniXmlParser::endTag() {
   const char* name = pos_ + 2;
+  // Nearly always the open element's name: compared in place, it needs no
+  // scan of its own. The open name holds no zero byte and no byte that ends
+  // a name, so the compare stops within the text, and a match followed by
+  // such a byte is exactly what the scan below would find.
+  {
+    const char* open = parent_->name;
+    uint32_t n = parent_->nameLength;
+    if (n != 0 && sameName(name, open, n, end_) && is(name + n, kNameEnd)) {
+      const char* p = skipSpace(name + n);
+      if (*p != '>') return CMXML_ERR_END_TAG_OPEN;
+      pos_ = p + 1;
+      parent_ = parent_->parent;
+      --depth_;
+      return 0;
+    }
+  }
   const char* p = scanTo(name, kNameEnd);
   if (p == name) return CMXML_ERR_NO_NAME;
   size_t n = static_cast<size_t>(p - name);

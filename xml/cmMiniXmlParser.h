@@ -41,6 +41,7 @@ class cmMiniXmlParser {
   int32_t enclosedText(size_t openLength, const char* close, int32_t unclosed, uint32_t kind);
   int32_t doctype();
   cmMiniXmlNode* child(cmMiniXmlNode* parent, uint32_t kind);
+  cmMiniXmlNode* newNodeSlow(uint32_t kind);
   void privateAttribute(cmMiniXmlNode* node, const char* name, const char* value, const char* valueEnd);
 
   cmMiniXml& doc_;

@@ -2,7 +2,6 @@
 // element text, line numbers, display names.
 #include <cstring>
 
-#include "runtime/cmAlloc.h"
 #include "xml/cmMiniXml.h"
 
 cmMiniXmlNode* cmMiniXml::rootElement() const { return firstChildOfKind(rootNode_, CMXML_ELEMENT_KINDS); }
@@ -227,13 +226,12 @@ std::string_view cmMiniXml::decodedValue(cmMiniXmlNode* node) {
   if (!node || !node->value) return {};
   if ((node->kind & (CMXML_NODE_ATTRIBUTE | CMXML_NODE_TEXT)) && inTextBuffer(node->value) &&
       std::memchr(node->value, '&', node->valueLength)) {
-    char* out = static_cast<char*>(cmAlloc(node->valueLength + 1u));
+    char* out = decoded_.alloc(node->valueLength + size_t{1});
     if (out) {  // without memory the raw value stays readable
       size_t n = decodeEntities(node->value, node->valueLength, out);
       out[n] = 0;
       node->value = out;
       node->valueLength = static_cast<uint32_t>(n);
-      ++ownedStrings_;
     }
   }
   return node->rawValue();

@@ -30,12 +30,16 @@ class cmSlotTable {
   int32_t add(void* item) {
     // A parse adds one slot per node: the common case, a fresh slot in
     // room already made, is answered here.
-    if ((!reuseFree_ || !freeHead_) && used_ < capacity_) {
-      slots_[used_] = item;
-      ++live_;
-      return static_cast<int32_t>(used_++);
-    }
+    if (hasFreshSlot()) return addFresh(item);
     return addSlow(item);
+  }
+  // True when add() would take a never-used slot without growing; then
+  // addFresh() is add() without the checks.
+  bool hasFreshSlot() const { return (!reuseFree_ || !freeHead_) && used_ < capacity_; }
+  int32_t addFresh(void* item) {
+    slots_[used_] = item;
+    ++live_;
+    return static_cast<int32_t>(used_++);
   }
   // Frees slot `id` onto the chain. Ids that name no item are ignored.
   void release(int32_t id);

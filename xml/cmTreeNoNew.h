@@ -139,6 +139,13 @@ class cmTreeNoNew {
     ++liveCount_;
     return p;
   }
+  // A record that is not zeroed, for a caller that sets every field, or
+  // null when only allocNode() can give one (see the pool's takeUnused).
+  T* takeUnusedNode() {
+    T* p = pool_.takeUnused();
+    if (p) ++liveCount_;
+    return p;
+  }
   void freeNode(T* p) {
     pool_.free(p);
     --liveCount_;

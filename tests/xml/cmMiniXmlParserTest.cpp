@@ -74,6 +74,83 @@ TEST(MiniXmlParser, AcceptedInputsMakeTheseTrees) {
   }
 }
 
+// End tags are compared with the open element's name in place, a word at a
+// time when the name is short and enough text follows; every way of being
+// almost the open name must still give the number a scan of the end tag
+// gives, also where the text ends within a word's reach.
+TEST(MiniXmlParser, EndTagsMatchTheOpenNameExactly) {
+  const struct {
+    const char* input;
+    int32_t code;
+    const char* tree;
+  } cases[] = {
+      {"<abcdefgh></abcdefgh>", 0, "abcdefgh"},
+      {"<abcdefghi></abcdefghi>", 0, "abcdefghi"},
+      {"<abcdefg></abcdefg>x", 0, "abcdefg"},
+      {"<a></a\t\r\n >", 0, "a"},
+      {"<a=b></a=b>", 0, "a=b"},
+      {"<\xC3\xA9></\xC3\xA9>", 0, "\xC3\xA9"},
+      {"<a><a></a></a>", 0, "a(a)"},
+      {"<a></ab>", CMXML_ERR_TAG_MISMATCH, nullptr},
+      {"<ab></a>", CMXML_ERR_TAG_MISMATCH, nullptr},
+      {"<abcdefgh></abcdefgX>", CMXML_ERR_TAG_MISMATCH, nullptr},
+      {"<abcdefgh></Abcdefgh>", CMXML_ERR_TAG_MISMATCH, nullptr},
+      {"<abcdefgh></abcdefghi>", CMXML_ERR_TAG_MISMATCH, nullptr},
+      {"<abcdefghi></abcdefghX>", CMXML_ERR_TAG_MISMATCH, nullptr},
+      {"<abcdefgh></abcdefg>", CMXML_ERR_TAG_MISMATCH, nullptr},
+      {"<abc></ab", CMXML_ERR_TAG_MISMATCH, nullptr},
+      {"<abcdefgh></abcdefg", CMXML_ERR_TAG_MISMATCH, nullptr},
+      {"<abc></abc", CMXML_ERR_END_TAG_OPEN, nullptr},
+      {"<abcdefgh></abcdefgh", CMXML_ERR_END_TAG_OPEN, nullptr},
+      {"<abc></abc/>", CMXML_ERR_END_TAG_OPEN, nullptr},
+      {"<abc></abc x>", CMXML_ERR_END_TAG_OPEN, nullptr},
+      {"<abc></ abc>", CMXML_ERR_NO_NAME, nullptr},
+      {"<abc></", CMXML_ERR_NO_NAME, nullptr},
+  };
+  for (const auto& c : cases) {
+    cmMiniXml doc;
+    EXPECT_EQ(loadCode(doc, c.input, CMXML_PARSE_KEEP_TEXT), c.code) << c.input;
+    if (c.tree) {
+      EXPECT_EQ(dump(doc), c.tree) << c.input;
+    }
+    EXPECT_EQ(checkRings(doc), "") << c.input;
+  }
+}
+
+// Runs of text of every short length, the one-byte run included, end at the
+// right '<'; a run behind the last tag makes no node however short.
+TEST(MiniXmlParser, ShortTextRunsEndAtTheNextTag) {
+  for (size_t n = 1; n <= 12; ++n) {
+    std::string run(n, 'x');
+    run[0] = '\n';
+    cmMiniXml doc;
+    doc.loadString("<a>" + run + "<b/>" + run + "</a>" + run, CMXML_PARSE_KEEP_TEXT);
+    EXPECT_EQ(dump(doc), "a(\"" + run + "\" b/ \"" + run + "\")") << n;
+    EXPECT_EQ(checkRings(doc), "") << n;
+  }
+}
+
+// Nodes of a reload come partly from records the previous tree gave back;
+// the tree must be the one a fresh document makes, with ids that name them.
+TEST(MiniXmlParser, ReloadIntoFreedRecordsMakesTheSameTree) {
+  std::string text = "<log>";
+  for (int i = 0; i < 300; ++i)
+    text += "\n<e r='" + std::to_string(i) + "'>\n<m>t&amp;" + std::to_string(i) + "</m></e>";
+  text += "\n</log>\n";
+  cmMiniXml fresh;
+  fresh.setIdsEnabled(true);
+  fresh.loadString(text, CMXML_PARSE_KEEP_TEXT);
+  cmMiniXml reused;
+  reused.setIdsEnabled(true);
+  reused.loadString("<x>" + std::string(500, ' ') + "<y a='1' b='2'/></x>", CMXML_PARSE_KEEP_TEXT);
+  reused.loadString(text, CMXML_PARSE_KEEP_TEXT);
+  EXPECT_EQ(dump(reused), dump(fresh));
+  EXPECT_EQ(reused.nodeCount(), fresh.nodeCount());
+  EXPECT_EQ(checkRings(reused), "");
+  for (auto it = reused.walk(); !it.done(); it.next())
+    EXPECT_EQ(reused.nodeFromId((*it)->id), *it);
+}
+
 TEST(MiniXmlParser, ZeroByteInTextIsText) {
   cmMiniXml doc;
   const char in[] = "<a>x\0y</a>";

@@ -1,6 +1,8 @@
 // The document tree: pool, ids, placement, edits, walks, values.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <random>
@@ -12,6 +14,7 @@
 #include "runtime/cmException.h"
 #include "xml/cmAllocFixedSizeNoNew.h"
 #include "xml/cmMiniXml.h"
+#include "xml/cmMiniXmlArena.h"
 #include "xml/cmSlotTable.h"
 
 using xmltest::checkRings;
@@ -477,6 +480,87 @@ TEST(MiniXmlTree, CopyAndMoveDocuments) {
   EXPECT_EQ(copy.fileEncoding(), CMXML_ENCODING_UTF8);
   add(copy, nullptr, "again", CMXML_NODE_ELEMENT, CMXML_WHERE_LAST_CHILD);
   EXPECT_EQ(dump(copy), "again");
+}
+
+// Decoded copies live in the document's arena. They must stay readable
+// through moves and edits of other nodes, must never be handed to the
+// allocator one by one (replacing or deleting a decoded node), and must go
+// with a reload. Under the sanitizers a wrong free or a stale read fails.
+TEST(MiniXmlTree, DecodedCopiesSurviveEditsMovesAndReloads) {
+  // Enough decoded text for several chunks, and one value bigger than any
+  // chunk so far.
+  std::string text = "<log>";
+  std::vector<std::string> expected;
+  for (int i = 0; i < 2000; ++i) {
+    std::string v = std::to_string(i) + std::string(static_cast<size_t>(i % 37), 'x');
+    text += "<m k='" + v + "&amp;'>" + v + "&lt;</m>";
+    expected.push_back(v);
+  }
+  std::string big(300000, 'b');
+  text += "<big>" + big + "&quot;</big></log>";
+  cmMiniXml doc;
+  doc.loadString(text, CMXML_PARSE_KEEP_TEXT);
+  auto check = [&](cmMiniXml& d, int count, const std::string& bigValue) {
+    int i = 0;
+    for (cmMiniXmlNode* m = cmMiniXml::findChild(d.rootElement(), "m", 1); m && m->nameView() == "m";
+         m = cmMiniXml::nextSiblingOfKind(m, 1), ++i) {
+      EXPECT_EQ(d.decodedValue(m->firstChild), expected[i] + "&") << i;
+      EXPECT_EQ(d.nodeValue(m), expected[i] + "<") << i;
+    }
+    EXPECT_EQ(i, count);
+    EXPECT_EQ(d.nodeValue(cmMiniXml::findChild(d.rootElement(), "big", 1)), bigValue);
+  };
+  check(doc, 2000, big + '"');
+  // Values read before the move are still the node's after it.
+  cmMiniXml moved(std::move(doc));
+  check(moved, 2000, big + '"');
+  EXPECT_EQ(checkRings(moved), "");
+  // Replace a decoded value, overwrite a decoded attribute, delete decoded
+  // nodes: the arena copies are dropped, not freed.
+  cmMiniXmlNode* last = cmMiniXml::findChild(moved.rootElement(), "big", 1);
+  cmMiniXmlNode* m = cmMiniXml::prevSiblingOfKind(last, 1);
+  moved.setNodeValue(m->firstChild->nextSibling, "plain");
+  moved.setAttribute(m, "k", "new");
+  EXPECT_EQ(moved.nodeValue(m), "plain");
+  EXPECT_EQ(moved.decodedValue(m->firstChild), "new");
+  moved.deleteNode(m, false);
+  moved.deleteNode(last->firstChild, false);
+  check(moved, 1999, "");
+  cmMiniXml copy(moved);
+  check(copy, 1999, "");
+  // A reload drops every copy; the new ones decode afresh.
+  moved.loadString("<a v='&lt;'>&gt;</a>", CMXML_PARSE_KEEP_TEXT);
+  EXPECT_EQ(moved.decodedValue(moved.rootElement()->firstChild), "<");
+  EXPECT_EQ(moved.nodeValue(moved.rootElement()), ">");
+  check(copy, 1999, "");
+}
+
+TEST(MiniXmlArena, PiecesStayApartAndAreKnownUntilReleased) {
+  cmMiniXmlArena arena;
+  std::mt19937 rng(7);
+  std::vector<std::pair<char*, size_t>> pieces;
+  for (int i = 0; i < 3000; ++i) {
+    size_t n = 1 + rng() % (i % 100 == 0 ? 20000 : 300);
+    char* p = arena.alloc(n);
+    ASSERT_NE(p, nullptr);
+    std::memset(p, static_cast<char>(i), n);
+    pieces.emplace_back(p, n);
+  }
+  for (size_t i = 0; i < pieces.size(); ++i) {
+    auto [p, n] = pieces[i];
+    EXPECT_TRUE(arena.contains(p)) << i;
+    EXPECT_TRUE(arena.contains(p + n - 1)) << i;
+    EXPECT_EQ(std::count(p, p + n, static_cast<char>(i)), static_cast<std::ptrdiff_t>(n)) << i;
+  }
+  std::string elsewhere = "not from the arena";
+  EXPECT_FALSE(arena.contains(elsewhere.data()));
+  cmMiniXmlArena taken(std::move(arena));
+  EXPECT_TRUE(arena.empty());
+  EXPECT_FALSE(arena.contains(pieces[0].first));
+  EXPECT_TRUE(taken.contains(pieces[0].first));
+  taken.release();
+  EXPECT_TRUE(taken.empty());
+  EXPECT_FALSE(taken.contains(pieces.back().first));
 }
 
 TEST(MiniXmlTree, ResetKeepsNothingButTheRoot) {
