@@ -72,9 +72,6 @@ uint32_t btStoredRecord::fixedEnd() const {
   return linkSlots * 8u + 2u * variableCount + (table ? table->hdr.fixedSize : 0);
 }
 
-uint16_t btStoredRecord::offsetWord(uint32_t i) const {
-  return image ? btGet16(image + linkSlots * 8u + 2u * i) : 0;
-}
 
 int32_t btStoredRecord::unpack() {
   if (!table) return image ? BT_STATUS_NOT_READY : 0;
@@ -176,6 +173,28 @@ bool getFieldData(const btStoredRecord* r, uint32_t field, btFieldValue* value) 
   if (!r || !r->table) return false;
   const btFieldDefinition* f = r->table->field(field);
   if (!f) return false;
+  if (f->type == BT_FIELD_STRING && r->image) {
+    // The text of names, numbers and messages: found, bounded and read in
+    // one go, by the same rules as below.
+    const uint32_t v = r->table->variableNumber(field);
+    const uint32_t fe = r->fixedEnd();
+    uint32_t start;
+    if (v >= 1) {
+      start = r->offsetWord(v);
+      if (start < 4 || start > r->size || start < fe) return false;
+    } else {
+      if (r->variableCount == 1 ? r->size <= fe : (r->offsetWord(1) == 0 || r->offsetWord(1) == fe)) return false;
+      start = fe;
+    }
+    const uint32_t end = nextPresent(r, v);
+    const uint32_t region = end > start ? end - start : 0;
+    const uint32_t prefix = region < 2 ? region : 2;
+    uint32_t length = region >= 2 ? btGet16(r->image + start) : 0;
+    if (length > region - prefix) length = region - prefix;
+    value->data = r->image + start + prefix;
+    value->length = length;
+    return true;
+  }
   uint8_t* p = fieldAddress(r, field);
   if (!p) return false;
   // fieldStoredLength without finding the address a second time.

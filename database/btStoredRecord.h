@@ -31,6 +31,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "database/btSeek.h"
 #include "database/btStoredObject.h"
 #include "text/TVString.h"
 #include "text/cmDateStamp.h"
@@ -50,7 +51,9 @@ class btStoredRecord : public btStoredObject {
   // Bytes of links, offsets and fixed part: where variable field 0 starts.
   uint32_t fixedEnd() const;
   // The u16 word `i` of the offset table.
-  uint16_t offsetWord(uint32_t i) const;
+  uint16_t offsetWord(uint32_t i) const {
+    return image ? btGet16(image + linkSlots * 8u + 2u * i) : 0;
+  }
   // Gives an image handed to initRecord back to its owner without freeing
   // it; the record is then empty. Rebinding an object that may hold such an
   // image goes through this first.

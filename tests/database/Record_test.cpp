@@ -385,14 +385,15 @@ TEST(Record, VariableFieldsAgainstAModel) {
                       {"z", BT_FIELD_ZSTRING, 300, 0},
                       {"c", BT_FIELD_CSTRING, 300, 0},
                       {"u", BT_FIELD_UTF8, 300, 0},
-                      {"b", BT_FIELD_BSTRING, 200, 0}});
-  const uint32_t variable[] = {0, 2, 3, 4, 5, 6};
+                      {"b", BT_FIELD_BSTRING, 200, 0},
+                      {"t", BT_FIELD_STRING, 300, 0}});  // a string behind other variable fields
+  const uint32_t variable[] = {0, 2, 3, 4, 5, 6, 7};
   btStoredRecord r;
   ASSERT_EQ(0, initRecord(&r, t.get()));
   std::map<uint32_t, std::optional<std::string>> model;
   std::mt19937 rng(42);
   for (int step = 0; step < 3000; step++) {
-    uint32_t f = variable[rng() % 6];
+    uint32_t f = variable[rng() % 7];
     uint32_t choice = rng() % 4;
     if (choice == 0) {
       ASSERT_EQ(0, setNull(&r, f));
@@ -426,12 +427,13 @@ TEST(Record, DamagedImagesReadInsideTheImage) {
   auto t = makeTable({{"s", BT_FIELD_STRING, 300, 0},
                       {"n", BT_FIELD_UINT, 1, BT_FIELD_NULLABLE},
                       {"i", BT_FIELD_ISTRING, 0, BT_FIELD_NULLABLE},
+                      {"t", BT_FIELD_STRING, 300, 0},
                       {"z", BT_FIELD_ZSTRING, 300, 0},
                       {"c", BT_FIELD_CSTRING, 300, 0},
                       {"u", BT_FIELD_UTF8, 300, BT_FIELD_NULLABLE}});
   std::mt19937 rng(5);
   for (int round = 0; round < 2000; round++) {
-    uint32_t capacity = 8 + 10 + 4 + rng() % 120;
+    uint32_t capacity = 8 + 12 + 4 + rng() % 120;
     std::vector<uint8_t> buffer(capacity);
     btStoredRecord r;
     ASSERT_EQ(0, initRecord(&r, t.get(), buffer.data(), capacity));
