@@ -72,6 +72,9 @@ int compareUtf8(const char* a, uint32_t alen, const char* b, uint32_t blen, int 
 
 int compareTextByMode(const char* a, uint32_t alen, const char* b, uint32_t blen, int mode) {
   if (mode >= 1) return bytesOrder(a, alen, b, blen);
+  // The same bytes are equal in every mode; a lookup that finds its row
+  // compares equal texts, and need not fold them.
+  if (alen == blen && std::memcmp(a, b, alen) == 0) return 0;
   int r = sign(cmStringCompare::folded(a, alen, b, blen));
   if (r || mode == 0) return r;
   return bytesOrder(a, alen, b, blen);
