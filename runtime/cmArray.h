@@ -182,9 +182,14 @@ class cmArray : public cmI_Collection<E> {
   // New elements are default-constructed; surplus ones destroyed.
   void setSize(int64_t newSize) {
     if (newSize < 0) newSize = 0;
-    if (newSize > capacity_ || (info_ && info_->fixed && newSize > size_)) grow(newSize);
+    bool zeroed = false;
+    if (newSize > capacity_ || (info_ && info_->fixed && newSize > size_)) {
+      grow(newSize);
+      zeroed = std::is_trivially_default_constructible_v<E>;  // grow cleared the new room
+    }
     if (newSize > size_) {
-      for (int64_t i = size_; i < newSize; ++i) new (data_ + i) E();
+      if (!zeroed)
+        for (int64_t i = size_; i < newSize; ++i) new (data_ + i) E();
     } else {
       cmArrayDetail::destroy(data_ + newSize, size_ - newSize);
       if (data_) std::memset(static_cast<void*>(data_ + newSize), 0, size_t(size_ - newSize) * sizeof(E));
