@@ -91,7 +91,7 @@ TEST(LogEntryFields, RawDateValueReadsAsItsStrippedCopy) {
       "2024-01-31T09:15:00.123456Z", "\r\n 2024-01-31T09:15:00.123456Z \n", "\t2024-01-31T09:15:00.123456Z",
       "2024-01-31T09:15:00.123456Z\t", " 2024-01-31T09:15:00.123Z ", "2024-01-31 09:15:00.123456Z",
       "2024-01-31T09:15:00.123456+02:00", "2024-02-30T09:15:00.123456Z", "2024-13-31T09:15:00.123456Z",
-      "\n\n", "", "yesterday", std::string_view("2024-01-31T09:15:00.1\0456Z", 27), std::string_view(),
+      "\n\n", "", "yesterday", std::string_view("2024-01-31T09:15:00.1\0" "3456Z", 27), std::string_view(),
   };
   for (std::string_view value : values) {
     tolvane::TVString copy = value.data() ? tolvane::TVString(value.data(), static_cast<int64_t>(value.size()))
