@@ -23,6 +23,7 @@ int32_t btFileAccess::open(const char* name, int mode) {
   int32_t h = fileOpen(cmPathString(name), fileMode);
   if (h < 0) return h;
   handle_ = h;
+  position_ = -1;
   return 0;
 }
 
@@ -31,22 +32,35 @@ int32_t btFileAccess::close() {
   if (handle_ < 0) return 0;
   int32_t rc = fileClose(handle_);
   handle_ = -1;
+  position_ = -1;
   return rc < 0 ? rc : 0;
+}
+
+bool btFileAccess::seekTo(uint64_t position) {
+  const auto target = static_cast<int64_t>(position);
+  if (position_ == target) return true;
+  position_ = fileSeek(handle_, target, 0);
+  if (position_ == target) return true;
+  position_ = -1;
+  return false;
 }
 
 int64_t btFileAccess::readAt(uint64_t position, void* buffer, size_t length) {
   std::lock_guard<std::recursive_mutex> guard(lock_);
   if (handle_ < 0) return kSeekFailed;
-  if (fileSeek(handle_, static_cast<int64_t>(position), 0) != static_cast<int64_t>(position))
-    return kSeekFailed;
+  if (!seekTo(position)) return kSeekFailed;
   size_t allowed = faults_ ? faults_->allowRead(position, length) : length;
   if (allowed > length) allowed = length;
   auto* out = static_cast<uint8_t*>(buffer);
   size_t done = 0;
   while (done < allowed) {
     int64_t n = fileRead(handle_, out + done, static_cast<int64_t>(allowed - done));
-    if (n <= 0) break;
+    if (n <= 0) {
+      if (n < 0) position_ = -1;
+      break;
+    }
     done += static_cast<size_t>(n);
+    position_ += n;
   }
   return static_cast<int64_t>(done);
 }
@@ -54,20 +68,26 @@ int64_t btFileAccess::readAt(uint64_t position, void* buffer, size_t length) {
 int64_t btFileAccess::writeAt(uint64_t position, const void* buffer, size_t length) {
   std::lock_guard<std::recursive_mutex> guard(lock_);
   if (handle_ < 0) return BT_STATUS_WRITE_FAILED;
-  if (fileSeek(handle_, static_cast<int64_t>(position), 0) != static_cast<int64_t>(position))
-    return kSeekFailed;
+  if (!seekTo(position)) return kSeekFailed;
   size_t allowed = faults_ ? faults_->allowWrite(position, length) : length;
   if (allowed > length) allowed = length;
   if (allowed == 0) return 0;
   int64_t n = fileWrite(handle_, buffer, static_cast<int64_t>(allowed));
-  return n < 0 ? 0 : n;
+  if (n < 0) {
+    // A failed write may have moved the file position by any amount.
+    position_ = -1;
+    return 0;
+  }
+  position_ += n;
+  return n;
 }
 
 int64_t btFileAccess::size() {
   std::lock_guard<std::recursive_mutex> guard(lock_);
   if (handle_ < 0) return kSeekFailed;
-  int64_t here = fileSeek(handle_, 0, 1);
+  // Every transfer positions itself, so the position need not be restored:
+  // it is simply remembered as the end.
   int64_t end = fileSeek(handle_, 0, 2);
-  if (here >= 0) fileSeek(handle_, here, 0);
+  position_ = end < 0 ? -1 : end;
   return end < 0 ? kSeekFailed : end;
 }

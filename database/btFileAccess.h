@@ -4,6 +4,9 @@
 // layer (file/cmFileHandle.h), and tests can inject faults here.
 //
 // Ownership: one object per btDatabase, embedded in it. It owns the handle.
+// The file position after the last transfer is remembered, so that a
+// transfer that starts where the last one ended (an appended block, a run of
+// neighbouring blocks) costs no seek.
 // Threading: all positioning and transfer happen under the object's file
 // critical section (`fileLock`), since a seek and the transfer after it must
 // not be separated. The lock is recursive and is the innermost lock of the
@@ -57,7 +60,11 @@ class btFileAccess {
   std::recursive_mutex& fileLock() { return lock_; }
 
  private:
+  // Seeks unless the file is known to be at `position` already.
+  bool seekTo(uint64_t position);
+
   int32_t handle_ = -1;
+  int64_t position_ = -1;  // the handle's file position; -1 when unknown
   btFileFaults* faults_ = nullptr;
   std::recursive_mutex lock_;
 };
