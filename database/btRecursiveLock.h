@@ -7,7 +7,9 @@
 //
 // The owner word is written only by the thread that holds the mutex, so a
 // thread reads its own id there exactly when it holds the lock; any other
-// value (stale or not) means "not mine", and relaxed order is enough.
+// value (stale or not) means "not mine", and relaxed order is enough. The id
+// is the address of a thread-local byte: one load, where asking the thread
+// library is a call on every re-entry.
 //
 // Ownership: none; embed it. Threading: any thread; `depth` and the release
 // helpers are for the holder only.
@@ -15,7 +17,6 @@
 
 #include <atomic>
 #include <mutex>
-#include <thread>
 
 class btRecursiveLock {
  public:
@@ -24,7 +25,7 @@ class btRecursiveLock {
   btRecursiveLock& operator=(const btRecursiveLock&) = delete;
 
   void lock() {
-    std::thread::id me = std::this_thread::get_id();
+    const void* me = currentThread();
     if (owner_.load(std::memory_order_relaxed) == me) {
       depth_++;
       return;
@@ -35,7 +36,7 @@ class btRecursiveLock {
   }
 
   bool try_lock() {
-    std::thread::id me = std::this_thread::get_id();
+    const void* me = currentThread();
     if (owner_.load(std::memory_order_relaxed) == me) {
       depth_++;
       return true;
@@ -48,11 +49,11 @@ class btRecursiveLock {
 
   void unlock() {
     if (--depth_ > 0) return;
-    owner_.store(std::thread::id(), std::memory_order_relaxed);
+    owner_.store(nullptr, std::memory_order_relaxed);
     mutex_.unlock();
   }
 
-  bool heldByMe() const { return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
+  bool heldByMe() const { return owner_.load(std::memory_order_relaxed) == currentThread(); }
 
   // Leaves every level the calling thread holds and says how many.
   int releaseAll() {
@@ -70,7 +71,12 @@ class btRecursiveLock {
   }
 
  private:
+  static const void* currentThread() {
+    static thread_local const char tag = 0;
+    return &tag;
+  }
+
   std::mutex mutex_;
-  std::atomic<std::thread::id> owner_{};
+  std::atomic<const void*> owner_{nullptr};
   int depth_ = 0;
 };
