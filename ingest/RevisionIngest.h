@@ -12,8 +12,13 @@
 // The pass keeps no table of what it has seen: each changed path is one
 // branch lookup, one file lookup and, for a new file, one insert.
 //
-// The cache belongs to the caller, the document to ParseSvnLog. Main
-// thread only. The pass's result is always 0.
+// The entries are read from the document on a second thread while the pass
+// stores (RevisionReadAhead.h); `readAhead` false reads them on the calling
+// thread, with the same rows as the result.
+//
+// The cache belongs to the caller, the document to ParseSvnLog. Called on
+// the main thread, which must not read the document during the call. The
+// pass's result is always 0.
 #pragma once
 
 #include <cstdint>
@@ -24,6 +29,7 @@
 class VCDataLayer;
 
 int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries);
+int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries, bool readAhead);
 
 // Sets branchId to the stored branch the path lies in, or -1, and fileSpec
 // to the path below the branch's name (the whole path when it has fewer

@@ -1,0 +1,176 @@
+// The revision pass with its entries read on a second thread against the
+// same pass reading them itself: on a large generated log both must write
+// the same run log, line for line, and store the same rows; a repeat of the
+// log must store and log nothing more.
+#include "ingest/RevisionReadAhead.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "IngestTestSupport.h"
+#include "SvnRepoIngestSupport.h"
+#include "xml/tvXmlCfg.h"
+
+namespace {
+
+// A log of `entries` commits over a trunk, a few branches, tags and the
+// top level, with every kind of path the revision pass treats differently:
+// deleted and copied files, directories, empty paths and paths without
+// text, names that only look like branches, and long messages.
+std::string GeneratedLog(int entries, uint32_t seed) {
+  std::mt19937 random(seed);
+  auto upTo = [&](int n) { return std::uniform_int_distribution<int>(0, n)(random); };
+  auto pick = [&](const std::vector<std::string>& options) {
+    return options[static_cast<size_t>(upTo(static_cast<int>(options.size()) - 1))];
+  };
+  std::string xml = "<?xml version=\"1.0\"?>\n<log>\n";
+  for (int e = 1; e <= entries; ++e) {
+    xml += "<logentry revision=\"" + std::to_string(e) + "\">";
+    if (upTo(9)) xml += "<author>" + pick({"ann", "bob", " c&amp;d "}) + "</author>";
+    if (upTo(9)) xml += "<date>2021-0" + std::to_string(1 + upTo(8)) + "-1" + std::to_string(upTo(9)) + "T1" +
+                        std::to_string(upTo(9)) + ":33:20.0" + std::to_string(upTo(9)) + "0000Z</date>";
+    xml += "<paths>";
+    for (int p = upTo(5); p > 0; --p) {
+      const std::string root =
+          pick({"/trunk", "/trunk", "/branches/b" + std::to_string(upTo(6)), "/tags/t" + std::to_string(upTo(2)),
+                "/branches", "", "/Trunk", "/branches/team/b1"});
+      std::string path = root + "/" + pick({"src/", "", "doc/deep/"}) + "f" + std::to_string(upTo(400)) + ".c";
+      if (!upTo(30)) path = "";
+      const std::string kind = upTo(8) ? "file" : "dir";
+      const std::string action = pick({"M", "M", "A", "D", "R"});
+      const std::string copy = upTo(12) ? "" : " copyfrom-path=\"/trunk/f1.c\" copyfrom-rev=\"1\"";
+      if (!upTo(25))
+        xml += "<path kind=\"" + kind + "\" action=\"" + action + "\"" + copy + "/>";
+      else
+        xml += "<path kind=\"" + kind + "\" action=\"" + action + "\"" + copy + ">" + pick({"", " ", "\n"}) + path +
+               "</path>";
+    }
+    xml += "</paths><msg>" + std::string(static_cast<size_t>(upTo(3) * upTo(700)), 'm') + " " +
+           std::to_string(e) + "</msg></logentry>\n";
+  }
+  return xml + "</log>\n";
+}
+
+class ReadAheadRun {
+ public:
+  ReadAheadRun(ScratchDir& dir, const std::string& name) : file_(dir.file(name + ".db")) {
+    cache_ = std::make_unique<VCDataLayer>(tolvane::TVString("file:///r"), tolvane::TVString(file_.c_str()), 1);
+    EXPECT_EQ(cache_->open(), 0);
+    // The trunk first, so that its id is 0, then branches; b5 and b6 stay
+    // unknown, and one tag is known as a branch.
+    for (const char* branch : {"/trunk", "/branches/b0", "/branches/b1", "/branches/b2", "/branches/b3",
+                               "/branches/b4", "/tags/t1"}) {
+      VCBranchInfo b;
+      b.name = branch;
+      b.number = "1";
+      b.copyFromNumber = "-1";
+      EXPECT_EQ(cache_->insertBranch(b), 0) << branch;
+    }
+  }
+
+  // The run log of one pass over the document in `log`.
+  std::string pass(const std::string& log, bool readAhead) {
+    int32_t status = 0;
+    int32_t handle = tvXMLCFGOpen(log.c_str(), &status, ingest::kLogOpenFlags, ingest::kLogEncodingAutoXml);
+    EXPECT_EQ(status, 0);
+    cmArray<int> entries;
+    tvXMLCFGFindList(handle, ingest::kLogEntryQuery, 0, entries, 0, -1);
+    int32_t result = -99;
+    std::string out =
+        CaptureStdout([&] { result = StoreRevisionInfo(cache_.get(), handle, entries, readAhead); });
+    EXPECT_EQ(result, 0);
+    tvXMLCFGClose(handle);
+    return out;
+  }
+
+  DumpTables rows(ScratchDir& dir) {
+    cache_->close();
+    DumpTables tables;
+    EXPECT_TRUE(DumpCache(file_, dir.file("dump.json"), tables));
+    for (DumpRow& r : tables["file"]) r.erase("last_update_time");
+    for (DumpRow& r : tables["branch"]) r.erase("branch_time_stamp");
+    EXPECT_EQ(cache_->open(), 0);
+    return tables;
+  }
+
+ private:
+  std::string file_;
+  std::unique_ptr<VCDataLayer> cache_;
+};
+
+TEST(RevisionReadAhead, StoresAndLogsWhatTheSingleThreadedPassDoes) {
+  REQUIRE_DUMP_TOOL();
+  LogSettingsGuard guard;
+  SetVerboseLog(true);
+  SetLogOutputMode(kLogToStdout);
+  ScratchDir dir;
+  const std::string log = dir.file("log.xml");
+  WriteWholeFile(log, GeneratedLog(3000, 11));
+
+  ReadAheadRun threaded(dir, "threaded");
+  ReadAheadRun alone(dir, "alone");
+  const std::string threadedLog = threaded.pass(log, true);
+  const std::string aloneLog = alone.pass(log, false);
+  EXPECT_EQ(threadedLog, aloneLog);
+  // A pass that stores nothing would pass the comparison too.
+  EXPECT_GT(std::count(threadedLog.begin(), threadedLog.end(), '\n'), 1500);
+
+  const DumpTables stored = threaded.rows(dir);
+  EXPECT_EQ(stored, alone.rows(dir));
+  EXPECT_GT(stored.at("file_revision_xref").size(), 2000u);
+
+  // The same log again finds every file and every revision.
+  EXPECT_EQ(threaded.pass(log, true), "");
+  EXPECT_EQ(threaded.rows(dir), stored);
+}
+
+TEST(RevisionReadAhead, ReadsEachEntryAsThePassNeedsIt) {
+  LogSettingsGuard guard;
+  ScratchDir dir;
+  const std::string log = dir.file("log.xml");
+  WriteWholeFile(log,
+                 "<log><logentry revision=\" 7 \"><author> ann </author><msg>\n m \n</msg><paths>"
+                 "<path kind=\"file\" action=\"M\"> /branches/b/x/a.c </path>"
+                 "<path kind=\"file\" action=\"D\">/trunk/gone.c</path>"
+                 "<path kind=\"file\" action=\"A\">/top.c</path>"
+                 "<path kind=\"file\" action=\"A\"> </path>"
+                 "<path kind=\"file\" action=\"A\"/>"
+                 "<path kind=\"file\" action=\"R\">/trunk/b.c</path>"
+                 "</paths></logentry>"
+                 "<logentry revision=\"8\"><paths><path kind=\"dir\" action=\"A\">/trunk/d</path></paths>"
+                 "<author>bob</author></logentry></log>");
+  int32_t status = 0;
+  int32_t handle = tvXMLCFGOpen(log.c_str(), &status, ingest::kLogOpenFlags, ingest::kLogEncodingAutoXml);
+  ASSERT_EQ(status, 0);
+  cmArray<int> entries;
+  tvXMLCFGFindList(handle, ingest::kLogEntryQuery, 0, entries, 0, -1);
+  ASSERT_EQ(entries.size(), 2);
+  for (bool useThread : {true, false}) {
+    ingest::RevisionReadAhead read(handle, entries, useThread);
+    ingest::RevisionEntry& first = read.entry(0);
+    EXPECT_EQ(Str(first.fields.revision), " 7 ");
+    EXPECT_EQ(Str(first.fields.author), "ann");
+    EXPECT_EQ(Str(first.fields.message), "m");
+    // The empty path keeps its place; the path without a text child has none.
+    ASSERT_EQ(first.paths.size(), 4u);
+    EXPECT_TRUE(first.paths[0].inBranchForm);
+    EXPECT_EQ(Str(first.paths[0].branchName), "/branches/b");
+    EXPECT_EQ(Str(first.paths[0].fileSpec), "/x/a.c");
+    EXPECT_FALSE(first.paths[1].inBranchForm);
+    EXPECT_EQ(Str(first.paths[1].fileSpec), "/top.c");
+    EXPECT_FALSE(first.paths[2].inBranchForm);
+    EXPECT_EQ(Str(first.paths[2].fileSpec), "");
+    EXPECT_EQ(Str(first.paths[3].branchName), "/trunk");
+    EXPECT_EQ(Str(first.paths[3].fileSpec), "/b.c");
+    // No changed file: not even the fields are read.
+    ingest::RevisionEntry& second = read.entry(1);
+    EXPECT_TRUE(second.paths.empty());
+    EXPECT_TRUE(second.fields.author.isEmpty());
+  }
+  tvXMLCFGClose(handle);
+}
+
+}  // namespace
