@@ -75,12 +75,11 @@ int32_t loadObject(btStoredObject* object, btCacheFile* cacheFile, btSeek seek, 
   return bindAt(object, cacheFile, data, offset, seek, force);
 }
 
-int32_t loadSlotObject(btStoredObject* object, btCacheFile* cacheFile, btSeek seek, bool force) {
-  if (!object || !cacheFile) return BT_STATUS_NO_MEMORY;
+int32_t pinSlot(btCacheFile* cacheFile, btSeek seek, uint8_t** block, uint64_t* offset) {
   uint64_t pos = cacheFile->decode(seek);
   uint64_t B = cacheFile->blockSize;
-  uint64_t offset = cacheFile->blockOffsetOf(pos);
-  uint64_t blockPos = pos - offset;
+  uint64_t at = cacheFile->blockOffsetOf(pos);
+  uint64_t blockPos = pos - at;
   uint8_t* data = cacheFile->getBlockAt(blockPos, kBindFlags);
   if (!data) return BT_STATUS_NO_MEMORY;
   if (blockPos != 0 && btBlockKindOf(btGet32(data)) == BT_BLOCK_DATA) {
@@ -88,18 +87,29 @@ int32_t loadSlotObject(btStoredObject* object, btCacheFile* cacheFile, btSeek se
     uint16_t size = btGet16(area + 8);
     uint16_t slotCount = btGet16(area + 12);
     int32_t rc = 0;
-    if (offset < 4 || offset - 4 >= slotCount || 16 + 2ull * slotCount > B - 4) {
+    if (at < 4 || at - 4 >= slotCount || 16 + 2ull * slotCount > B - 4) {
       rc = BT_STATUS_BAD_ADDRESS;
     } else {
-      uint16_t v = btGet16(area + 16 + 2 * (offset - 4));
+      uint16_t v = btGet16(area + 16 + 2 * (at - 4));
       if (v == 0 || v >= size || v + 4ull >= B) rc = BT_STATUS_BAD_ADDRESS;
-      offset = v + 4ull;
+      at = v + 4ull;
     }
     if (rc < 0) {
       if (!cacheFile->inMappedView(data)) cacheFile->unpinBlock(data);
       return rc;
     }
   }
+  *block = data;
+  *offset = at;
+  return 0;
+}
+
+int32_t loadSlotObject(btStoredObject* object, btCacheFile* cacheFile, btSeek seek, bool force) {
+  if (!object || !cacheFile) return BT_STATUS_NO_MEMORY;
+  uint8_t* data = nullptr;
+  uint64_t offset = 0;
+  int32_t rc = pinSlot(cacheFile, seek, &data, &offset);
+  if (rc < 0) return rc;
   return bindAt(object, cacheFile, data, offset, seek, force);
 }
 

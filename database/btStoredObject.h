@@ -65,6 +65,10 @@ int32_t loadObject(btStoredObject* object, btCacheFile* cacheFile, btSeek seek, 
 // Binds `object` to the object named by a slot seek (block + 4 + slot) of a
 // data block; other kinds are addressed as loadObject does.
 int32_t loadSlotObject(btStoredObject* object, btCacheFile* cacheFile, btSeek seek, bool force);
+// The block of the object at `seek`, pinned (held and pinned, as a bind
+// pins it), and the object's offset in it, found as loadSlotObject finds
+// them. 0, or a negative status with nothing left pinned.
+int32_t pinSlot(btCacheFile* cacheFile, btSeek seek, uint8_t** block, uint64_t* offset);
 // Copies a block-bound image into a private buffer and unpins the block.
 int32_t detachObject(btStoredObject* object);
 // Makes sure the object has a private image of at least `size` bytes.

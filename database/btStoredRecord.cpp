@@ -73,24 +73,30 @@ uint32_t btStoredRecord::fixedEnd() const {
 }
 
 
+int32_t btStoredRecord::storedSizeIn(const btTableInfo* table, const uint8_t* image, uint64_t room, uint32_t* size) {
+  const uint32_t links = table->linkSlots();
+  const uint32_t variables = table->variableCount;
+  const uint32_t base = links * 8u + 2u * variables + table->hdr.fixedSize;
+  if (base > room) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
+  uint32_t stored = base;
+  if (variables != 0) {
+    stored = btGet16(image + links * 8u);
+    if (stored < links * 8u) stored = base;
+  }
+  *size = stored;
+  if (stored < base || stored > room) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
+  return 0;
+}
+
 int32_t btStoredRecord::unpack() {
   if (!table) return image ? BT_STATUS_NOT_READY : 0;
   linkSlots = static_cast<uint16_t>(table->linkSlots());
   variableCount = static_cast<uint16_t>(table->variableCount);
-  uint32_t base = fixedEnd();
   if (!image) {
-    size = base;
+    size = fixedEnd();
     return 0;
   }
-  if (base > imageRoom(this)) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
-  if (variableCount == 0) {
-    size = base;
-  } else {
-    size = btGet16(image + linkSlots * 8u);
-    if (size < linkSlots * 8u) size = base;
-  }
-  if (size < base || size > imageRoom(this)) return BT_STATUS_OBJECT_OVERRUNS_BLOCK;
-  return 0;
+  return storedSizeIn(table, image, imageRoom(this), &size);
 }
 
 int32_t initRecord(btStoredRecord* record, btTableInfo* table, uint8_t* image,

@@ -45,6 +45,10 @@ class btStoredRecord : public btStoredObject {
 
   bool hasVariablePart() const override { return variableCount > 0; }
   uint32_t storedSize() const override { return size; }
+  // The stored size of a record of `table` whose image starts at `image`,
+  // `room` bytes before the end of its block: the size word, or the fixed
+  // size. 0, or BT_STATUS_OBJECT_OVERRUNS_BLOCK when it does not fit.
+  static int32_t storedSizeIn(const btTableInfo* table, const uint8_t* image, uint64_t room, uint32_t* size);
   // Recomputes the members from the table and the image.
   int32_t unpack() override;
 

@@ -1,5 +1,7 @@
 #include "database/btTableOperations.h"
 
+#include "database/btRecordLinks.h"
+
 #include <cstring>
 
 #include "database/btBlockStorage.h"
@@ -101,12 +103,12 @@ btSeek chainNext(const btStoredRecord* r) { return btReadAddress(btGet32(r->imag
 btSeek chainPrev(const btStoredRecord* r) { return btReadAddress(btGet32(r->image + 4)); }
 
 int32_t writeChainWord(btTableInfo* table, btSeek seek, uint32_t offset, btSeek value) {
-  btStoredRecord r;
-  int32_t rc = bindStored(table, seek, &r);
+  btRecordLinks r;
+  int32_t rc = r.bind(table, seek);
   if (rc < 0) return rc;
-  if (!r.block || r.size < 8) return BT_STATUS_BAD_ADDRESS;
-  btPut32(r.image + offset, value);
-  r.markImageDirty();
+  if (!r.writable() || r.size() < 8) return BT_STATUS_BAD_ADDRESS;
+  btPut32(r.image() + offset, value);
+  r.markDirty();
   return 0;
 }
 

@@ -1,5 +1,7 @@
 #include "database/index/btIndexIterator.h"
 
+#include "database/btRecordLinks.h"
+
 #include "database/btDatabase.h"
 #include "database/btFieldCompare.h"
 #include "database/btIndexDefinition.h"
@@ -62,24 +64,25 @@ namespace {
 class LinkWords {
  public:
   int32_t bind(const btIndexDefinition* d, int32_t at, btSeek seek) {
-    int32_t rc = btLoadIndexRecord(d, seek, &record_);
+    if (!d) return BT_STATUS_NO_INDEX_ROOT;
+    int32_t rc = links_.bind(d->owner, seek);
     if (rc < 0) return rc;
-    if (static_cast<uint32_t>(at) + 8 > record_.storedSize()) return BT_STATUS_BAD_ADDRESS;
-    words_ = record_.image + at;
+    if (static_cast<uint32_t>(at) + 8 > links_.size()) return BT_STATUS_BAD_ADDRESS;
+    words_ = links_.image() + at;
     return 0;
   }
   btSeek next() const { return btReadAddress(btGet32(words_)); }
   btSeek previous() const { return btReadAddress(btGet32(words_ + 4)); }
   int32_t write(btSeek next, btSeek previous) {
-    if (!record_.block) return BT_STATUS_READ_ONLY;  // links change in the stored image only
+    if (!links_.writable()) return BT_STATUS_READ_ONLY;  // links change in the stored image only
     btPut32(words_, next);
     btPut32(words_ + 4, previous);
-    record_.markImageDirty();
+    links_.markDirty();
     return 0;
   }
 
  private:
-  btStoredRecord record_;
+  btRecordLinks links_;
   uint8_t* words_ = nullptr;
 };
 
