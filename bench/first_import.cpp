@@ -236,9 +236,32 @@ int main(int argc, char** argv) {
   }
   fs::permissions(standIn, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
                                fs::perms::others_read | fs::perms::others_exec);
-  fs::remove(dir / "own.db");
-  Timed own = runTimed("'" + revhoard + "' '" + standIn + "' '" + url + "' '" + (dir / "own.db").string() + "' '" +
+  // The stand-in alone for the same batches, started the same way: what the
+  // stand-in itself costs (a shell, the script's shell, cat) is not
+  // revhoard's work.
+  Timed standInAlone;
+  {
+    std::vector<std::string> ranges = {"HEAD"};
+    for (long from = start; from <= head; from += 5000)
+      ranges.push_back(std::to_string(from) + ":" + std::to_string(std::min(from + 4999, head)));
+    for (const std::string& range : ranges) {
+      Timed one = runTimed("'" + standIn + "' log --xml -v '" + url + "' -r" + range + " > '" +
+                           (dir / "stand-in.xml").string() + "'");
+      standInAlone.wall += one.wall;
+      standInAlone.cpu.user += one.cpu.user;
+      standInAlone.cpu.sys += one.cpu.sys;
+      if (one.exit != 0) standInAlone.exit = one.exit;
+    }
+  }
+  // The whole run with the stand-in, best of three: it is short, and a busy
+  // machine moves it more than the client's long run.
+  Timed own;
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    fs::remove(dir / "own.db");
+    Timed r = runTimed("'" + revhoard + "' '" + standIn + "' '" + url + "' '" + (dir / "own.db").string() + "' '" +
                        (dir / "own.xml").string() + "' 1 0");
+    if (attempt == 0 || r.wall < own.wall) own = r;
+  }
   bool sameFile = fs::exists(dir / "own.db") && fs::exists(dir / "cache.db") &&
                   fs::file_size(dir / "own.db") == fs::file_size(dir / "cache.db");
 
@@ -255,6 +278,13 @@ int main(int argc, char** argv) {
               sameFile ? "" : ", cache size differs from the real run's");
   std::printf("the same in processor time: %.2f s = %.3f x the client's processor time\n", own.cpu.user + own.cpu.sys,
               clientCpu > 0 ? (own.cpu.user + own.cpu.sys) / clientCpu : 0.0);
+  const double ownAlone = own.wall - standInAlone.wall;
+  const double ownAloneCpu = own.cpu.user + own.cpu.sys - standInAlone.cpu.user - standInAlone.cpu.sys;
+  std::printf("the stand-in alone, all batches: %.2f s, cpu %.2f s (exit %d)\n", standInAlone.wall,
+              standInAlone.cpu.user + standInAlone.cpu.sys, standInAlone.exit);
+  std::printf("revhoard's own work (stand-in run minus the stand-in alone): %.2f s = %.3f x the client's time; "
+              "processor %.2f s = %.3f x\n",
+              ownAlone, ownAlone / client, ownAloneCpu, clientCpu > 0 ? ownAloneCpu / clientCpu : 0.0);
   std::printf("parse+store of one 5000-revision batch (client not run, best of 3): %.3f s, cpu %.3f s user + "
               "%.3f s sys (exit %d) = %.3f x the client's batch\n",
               parseStore, parseStoreCpu.user, parseStoreCpu.sys, batchExit,
@@ -263,5 +293,5 @@ int main(int argc, char** argv) {
   getrusage(RUSAGE_CHILDREN, &usage);
   std::printf("peak resident memory of the largest child (revhoard or svn): %.1f MiB\n", usage.ru_maxrss / 1024.0);
   std::printf("cache file: %.1f MiB\n", cacheMiB);
-  return whole.exit == 0 && own.exit == 0 ? 0 : 1;
+  return whole.exit == 0 && own.exit == 0 && standInAlone.exit == 0 ? 0 : 1;
 }
