@@ -11,12 +11,17 @@
 
 namespace {
 
+// The entry's first added directory, when it lies under "/tags"; nothing
+// else about an entry can make it a label.
+bool readLabelTarget(ingest::LogReader& log, cmMiniXmlNode* entry, ingest::CopyEntry& copy) {
+  return copy.readTarget(log, entry) && copy.pathBeginsWith(ingest::kTagsPrefix);
+}
+
 // Stores the label that `entry` created, if it is a tag of a stored branch
 // root and it is new.
 void storeLabel(VCDataLayer& cache, ingest::LogReader& log, cmMiniXmlNode* entry) {
   ingest::CopyEntry copy;
-  if (!copy.readTarget(log, entry)) return;
-  if (!copy.pathBeginsWith(ingest::kTagsPrefix)) return;
+  if (!readLabelTarget(log, entry, copy)) return;
 
   LogEntryFields fields = log.fields(entry);
   ingest::StripLogValue(fields.revision);
@@ -50,9 +55,23 @@ void storeLabel(VCDataLayer& cache, ingest::LogReader& log, cmMiniXmlNode* entry
 }  // namespace
 
 int32_t StoreLabelInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) {
+  return StoreLabelInfo(cache, document, entries, nullptr);
+}
+
+int32_t StoreLabelInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries,
+                       const ingest::LabelCandidates* candidates) {
   // A run without an open session has nowhere to store rows.
   if (cache == nullptr) return 0;
   ingest::LogReader log(document);
+  if (candidates && candidates->coversAll(document, entries.size())) {
+    for (int64_t i : candidates->entries) storeLabel(*cache, log, log.entry(entries[i]));
+    return 0;
+  }
   for (int64_t i = 0; i < entries.size(); ++i) storeLabel(*cache, log, log.entry(entries[i]));
   return 0;
+}
+
+bool ingest::MayMakeLabel(LogReader& log, cmMiniXmlNode* entry) {
+  CopyEntry copy;
+  return readLabelTarget(log, entry, copy);
 }

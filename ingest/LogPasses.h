@@ -9,7 +9,7 @@
 // entries as node ids of that document, in document order. Its result is
 // not looked at: passes report through the run log and go on.
 //
-// DefaultLogPasses() is what a real run uses: StoreBranchInfo,
+// CacheLogPasses is what a real run uses: StoreBranchInfo,
 // StoreRevisionInfo and StoreLabelInfo. Without an open cache (null) they
 // store nothing.
 //
@@ -18,6 +18,7 @@
 
 #include <cstdint>
 
+#include "ingest/LabelIngest.h"
 #include "runtime/cmArray.h"
 
 class VCDataLayer;
@@ -30,5 +31,15 @@ class LogPasses {
   virtual int32_t storeLabelInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) = 0;
 };
 
-// The passes of a real run; one process-wide object without state.
-LogPasses& DefaultLogPasses();
+// The passes of a real run, one object per ParseSvnLog call. The revision
+// pass's reading thread lists the entries that may make labels on its way
+// (LabelCandidates), and the label pass then visits only those.
+class CacheLogPasses final : public LogPasses {
+ public:
+  int32_t storeBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) override;
+  int32_t storeRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) override;
+  int32_t storeLabelInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) override;
+
+ private:
+  ingest::LabelCandidates labels_;
+};

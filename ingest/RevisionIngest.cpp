@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ingest/LogEntryFields.h"
+#include "ingest/LabelIngest.h"
 #include "ingest/RevisionReadAhead.h"
 #include "update/RunLog.h"
 #include "vcache/VCDataLayer.h"
@@ -94,10 +95,12 @@ int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<in
   return StoreRevisionInfo(cache, document, entries, true);
 }
 
-int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries, bool readAhead) {
+int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries, bool readAhead,
+                          ingest::LabelCandidates* labels) {
+  if (labels) labels->clear();
   // A run without an open session has nowhere to store rows.
   if (cache == nullptr) return 0;
-  ingest::RevisionReadAhead read(document, entries, readAhead);
+  ingest::RevisionReadAhead read(document, entries, readAhead, labels);
   RevisionPass pass(*cache);
   for (int64_t i = 0; i < entries.size(); ++i) pass.store(read.entry(i));
   return 0;

@@ -14,7 +14,10 @@
 //
 // The entries are read from the document on a second thread while the pass
 // stores (RevisionReadAhead.h); `readAhead` false reads them on the calling
-// thread, with the same rows as the result.
+// thread, with the same rows as the result. With `labels`, that thread also
+// lists the label pass's candidates for StoreLabelInfo once it has read the
+// entries; the list is complete when the call returns, or marked
+// incomplete.
 //
 // The cache belongs to the caller, the document to ParseSvnLog. Called on
 // the main thread, which must not read the document during the call. The
@@ -27,9 +30,13 @@
 #include "text/TVString.h"
 
 class VCDataLayer;
+namespace ingest {
+struct LabelCandidates;
+}
 
 int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries);
-int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries, bool readAhead);
+int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries, bool readAhead,
+                          ingest::LabelCandidates* labels = nullptr);
 
 // Sets branchId to the stored branch the path lies in, or -1, and fileSpec
 // to the path below the branch's name (the whole path when it has fewer

@@ -1,7 +1,9 @@
 #include "ingest/RevisionReadAhead.h"
 
 #include <limits>
+#include <utility>
 
+#include "ingest/LabelIngest.h"
 #include "ingest/LogReader.h"
 #include "platform/cmPlatformThread.h"
 #include "runtime/cmException.h"
@@ -62,8 +64,10 @@ void ReadRevisionEntry(LogReader& log, int32_t entryId, RevisionEntry& out, std:
   }
 }
 
-RevisionReadAhead::RevisionReadAhead(int32_t document, const cmArray<int>& entries, bool useThread)
-    : document_(document), entries_(entries), read_(static_cast<size_t>(entries.size())) {
+RevisionReadAhead::RevisionReadAhead(int32_t document, const cmArray<int>& entries, bool useThread,
+                                     LabelCandidates* labels)
+    : document_(document), entries_(entries), labels_(labels), read_(static_cast<size_t>(entries.size())) {
+  if (labels_) labels_->clear();
   if (!useThread || entries.size() == 0 || entries.size() > std::numeric_limits<int32_t>::max()) return;
   thread_ = platform::startThread(&RevisionReadAhead::threadMain, this);
 }
@@ -96,7 +100,14 @@ void RevisionReadAhead::readAll() {
         ready_.notify_one();
       }
     }
+    if (i < count || !labels_) return;
+    try {
+      findLabels(log);
+    } catch (const cmException&) {
+      // The list stays incomplete and the label pass visits every entry.
+    }
   } catch (const cmException&) {
+    if (i >= count) return;  // every entry was handed over; only the reader's end failed
     // The storing thread reads from entry i on; what this thread had read
     // of it is dropped. A negative count says so, and is a change of value
     // that wakes a waiting storer even when i was just handed over.
@@ -104,6 +115,20 @@ void RevisionReadAhead::readAll() {
     ready_.store(-1 - i, std::memory_order_release);
     ready_.notify_one();
   }
+}
+
+void RevisionReadAhead::findLabels(LogReader& log) {
+  LabelCandidates found;
+  const auto count = static_cast<int64_t>(entries_.size());
+  for (int64_t i = 0; i < count; ++i) {
+    if (cancel_.load(std::memory_order_relaxed)) return;
+    if (MayMakeLabel(log, log.entry(entries_[i]))) found.entries.push_back(i);
+  }
+  found.document = document_;
+  found.entryCount = count;
+  found.complete = true;
+  // Read by the storing thread only after the join.
+  *labels_ = std::move(found);
 }
 
 RevisionEntry& RevisionReadAhead::entry(int64_t i) {

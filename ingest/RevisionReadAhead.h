@@ -31,6 +31,7 @@
 namespace ingest {
 
 class LogReader;
+struct LabelCandidates;
 
 // One path of kChangedFileQuery with a text, split by the branch rule.
 struct ChangedPath {
@@ -58,8 +59,12 @@ class RevisionReadAhead {
  public:
   // Starts reading the entries of `document` (ids in `entries`, which must
   // outlive the object). With `useThread` false, or when no thread can be
-  // started, entry() reads each entry itself when it is asked for.
-  RevisionReadAhead(int32_t document, const cmArray<int>& entries, bool useThread);
+  // started, entry() reads each entry itself when it is asked for. With
+  // `labels`, the thread goes on to list the label pass's candidates there
+  // once the entries are read; the list is complete only if the thread got
+  // through all entries, and is to be read after the object is gone.
+  RevisionReadAhead(int32_t document, const cmArray<int>& entries, bool useThread,
+                    LabelCandidates* labels = nullptr);
   ~RevisionReadAhead();
   RevisionReadAhead(const RevisionReadAhead&) = delete;
   RevisionReadAhead& operator=(const RevisionReadAhead&) = delete;
@@ -73,10 +78,12 @@ class RevisionReadAhead {
  private:
   static int32_t threadMain(void* self);
   void readAll();
+  void findLabels(LogReader& log);
   void stopThread();
 
   int32_t document_;
   const cmArray<int>& entries_;
+  LabelCandidates* labels_;
   std::vector<RevisionEntry> read_;
   void* thread_ = nullptr;
   // n >= 0: entries [0, n) are read. A reader that fails (a foundation

@@ -58,7 +58,8 @@ int32_t ParseSvnLog(VCDataLayer* cache, const char* xmlFile, LogPasses& passes) 
 }
 
 int32_t ParseSvnLog(VCDataLayer* cache, const char* xmlFile) {
-  return ParseSvnLog(cache, xmlFile, DefaultLogPasses());
+  CacheLogPasses passes;
+  return ParseSvnLog(cache, xmlFile, passes);
 }
 
 int32_t ParseSvnLogForMaxRevision(VCDataLayer*, const char* xmlFile) {

@@ -12,6 +12,8 @@
 
 #include "IngestTestSupport.h"
 #include "SvnRepoIngestSupport.h"
+#include "ingest/BranchIngest.h"
+#include "ingest/LabelIngest.h"
 #include "xml/tvXmlCfg.h"
 
 namespace {
@@ -33,6 +35,16 @@ std::string GeneratedLog(int entries, uint32_t seed) {
     if (upTo(9)) xml += "<date>2021-0" + std::to_string(1 + upTo(8)) + "-1" + std::to_string(upTo(9)) + "T1" +
                         std::to_string(upTo(9)) + ":33:20.0" + std::to_string(upTo(9)) + "0000Z</date>";
     xml += "<paths>";
+    if (!upTo(12)) {
+      // A copy: a branch or a label of a branch root, of a subdirectory or
+      // of an unknown source, sometimes with deletions.
+      const std::string target = pick({"/tags/t", "/branches/c", "/tags/t"}) + std::to_string(upTo(60)) +
+                                 pick({"", "", "/sub"});
+      xml += "<path kind=\"dir\" action=\"A\" copyfrom-path=\"" +
+             pick({"/trunk", "/branches/b1", "/branches/b9", "/trunk/src", "/branches/c3"}) +
+             "\" copyfrom-rev=\"" + std::to_string(upTo(e)) + "\">" + target + "</path>";
+      if (!upTo(2)) xml += "<path kind=\"file\" action=\"D\">" + target + "/f" + std::to_string(upTo(9)) + ".c</path>";
+    }
     for (int p = upTo(5); p > 0; --p) {
       const std::string root =
           pick({"/trunk", "/trunk", "/branches/b" + std::to_string(upTo(6)), "/tags/t" + std::to_string(upTo(2)),
@@ -71,19 +83,51 @@ class ReadAheadRun {
     }
   }
 
-  // The run log of one pass over the document in `log`.
+  // The run log of the revision pass over the document in `log`.
   std::string pass(const std::string& log, bool readAhead) {
+    return CaptureStdout([&] {
+      onDocument(log, [&](int32_t handle, const cmArray<int>& entries) {
+        return StoreRevisionInfo(cache_.get(), handle, entries, readAhead);
+      });
+    });
+  }
+
+  // The run logs of the three passes over the document in `log`, the label
+  // pass visiting only the candidates that the revision pass's reader
+  // listed, or every entry.
+  // `given` replaces the list for the label pass.
+  std::vector<std::string> allPasses(const std::string& log, bool readAhead,
+                                     ingest::LabelCandidates* seen = nullptr,
+                                     const ingest::LabelCandidates* given = nullptr) {
+    std::vector<std::string> logs;
+    onDocument(log, [&](int32_t handle, const cmArray<int>& entries) {
+      ingest::LabelCandidates labels;
+      ingest::LabelCandidates* use = readAhead ? &labels : nullptr;
+      logs.push_back(CaptureStdout([&] { StoreBranchInfo(cache_.get(), handle, entries); }));
+      logs.push_back(
+          CaptureStdout([&] { StoreRevisionInfo(cache_.get(), handle, entries, readAhead, use); }));
+      if (seen) *seen = labels;
+      if (given) {
+        labels = *given;
+        labels.document = handle;
+        use = &labels;
+      }
+      logs.push_back(CaptureStdout([&] { StoreLabelInfo(cache_.get(), handle, entries, use); }));
+      return 0;
+    });
+    return logs;
+  }
+
+  // Runs `body` with the handle and the entries of the document in `log`.
+  template <typename Body>
+  void onDocument(const std::string& log, Body&& body) {
     int32_t status = 0;
     int32_t handle = tvXMLCFGOpen(log.c_str(), &status, ingest::kLogOpenFlags, ingest::kLogEncodingAutoXml);
     EXPECT_EQ(status, 0);
     cmArray<int> entries;
     tvXMLCFGFindList(handle, ingest::kLogEntryQuery, 0, entries, 0, -1);
-    int32_t result = -99;
-    std::string out =
-        CaptureStdout([&] { result = StoreRevisionInfo(cache_.get(), handle, entries, readAhead); });
-    EXPECT_EQ(result, 0);
+    EXPECT_EQ(body(handle, entries), 0);
     tvXMLCFGClose(handle);
-    return out;
   }
 
   DumpTables rows(ScratchDir& dir) {
@@ -91,7 +135,8 @@ class ReadAheadRun {
     DumpTables tables;
     EXPECT_TRUE(DumpCache(file_, dir.file("dump.json"), tables));
     for (DumpRow& r : tables["file"]) r.erase("last_update_time");
-    for (DumpRow& r : tables["branch"]) r.erase("branch_time_stamp");
+    for (DumpRow& r : tables["branch"])
+      if (r["branch_name"] == "/trunk") r.erase("branch_time_stamp");
     EXPECT_EQ(cache_->open(), 0);
     return tables;
   }
@@ -125,6 +170,44 @@ TEST(RevisionReadAhead, StoresAndLogsWhatTheSingleThreadedPassDoes) {
   // The same log again finds every file and every revision.
   EXPECT_EQ(threaded.pass(log, true), "");
   EXPECT_EQ(threaded.rows(dir), stored);
+}
+
+TEST(RevisionReadAhead, LabelPassOverTheListedCandidatesStoresWhatTheFullPassStores) {
+  REQUIRE_DUMP_TOOL();
+  LogSettingsGuard guard;
+  SetVerboseLog(true);
+  SetLogOutputMode(kLogToStdout);
+  ScratchDir dir;
+  const std::string log = dir.file("log.xml");
+  WriteWholeFile(log, GeneratedLog(2500, 5));
+
+  ReadAheadRun listed(dir, "listed");
+  ReadAheadRun every(dir, "every");
+  ingest::LabelCandidates candidates;
+  const std::vector<std::string> listedLogs = listed.allPasses(log, true, &candidates);
+  const std::vector<std::string> everyLogs = every.allPasses(log, false);
+  ASSERT_EQ(listedLogs.size(), 3u);
+  EXPECT_EQ(listedLogs, everyLogs);
+  // The list was made, skips most entries, and still stored labels.
+  EXPECT_TRUE(candidates.complete);
+  EXPECT_GT(candidates.entries.size(), 20u);
+  EXPECT_LT(candidates.entries.size(), 500u);
+  const DumpTables stored = listed.rows(dir);
+  EXPECT_EQ(stored, every.rows(dir));
+  EXPECT_GT(stored.at("label").size(), 5u);
+  EXPECT_GT(stored.at("label_exclusion").size(), 0u);
+
+  // A list that is incomplete, or made for another entry list, is not
+  // used: with one candidate left in it, every entry is still visited.
+  for (bool complete : {false, true}) {
+    ingest::LabelCandidates stale = candidates;
+    stale.entries.resize(1);
+    stale.complete = complete;
+    if (complete) stale.entryCount = 3;
+    ReadAheadRun other(dir, complete ? "other-list" : "incomplete");
+    EXPECT_EQ(other.allPasses(log, true, nullptr, &stale), everyLogs) << complete;
+    EXPECT_EQ(other.rows(dir), stored) << complete;
+  }
 }
 
 TEST(RevisionReadAhead, ReadsEachEntryAsThePassNeedsIt) {

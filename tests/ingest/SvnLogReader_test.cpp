@@ -136,9 +136,10 @@ TEST_F(SvnLogReaderTest, DefaultPassesWithoutACacheStoreNothing) {
   EXPECT_EQ(ParseSvnLog(nullptr, path.c_str()), 0);
   cmArray<int> entries;
   entries.add(1);
-  EXPECT_EQ(DefaultLogPasses().storeBranchInfo(nullptr, -1, entries), 0);
-  EXPECT_EQ(DefaultLogPasses().storeRevisionInfo(nullptr, -1, entries), 0);
-  EXPECT_EQ(DefaultLogPasses().storeLabelInfo(nullptr, -1, entries), 0);
+  CacheLogPasses passes;
+  EXPECT_EQ(passes.storeBranchInfo(nullptr, -1, entries), 0);
+  EXPECT_EQ(passes.storeRevisionInfo(nullptr, -1, entries), 0);
+  EXPECT_EQ(passes.storeLabelInfo(nullptr, -1, entries), 0);
 }
 
 }  // namespace
