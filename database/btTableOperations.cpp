@@ -456,8 +456,12 @@ namespace {
 
 enum class Step { find, next, nextEqual };
 
+// With `field`, the found record is not handed out: its unsigned field
+// `*field` is read in place, under the operation's lock, into `value`, and
+// the record is left empty. That skips copying the record out of its block.
 int32_t findStep(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,
-                 const btStoredRecord* key, btStoredRecord* record, Step step) {
+                 const btStoredRecord* key, btStoredRecord* record, Step step,
+                 const uint32_t* field = nullptr, uint64_t* value = nullptr) {
   if (!table) return BT_STATUS_NO_TABLE;
   btDatabase* db = databaseOf(database, table);
   if (!usable(db)) return BT_STATUS_NO_DATABASE;
@@ -480,8 +484,12 @@ int32_t findStep(btDatabase* database, btTableInfo* table, btIndexIterator* iter
                  ? static_cast<btBtreeIndex*>(s)->findKeeping(iterator, key, record)
                  : static_cast<btAbstractHashTable*>(s)->findKeeping(iterator, key, record);
         bool kept = record->block && record->table == table && record->seek != before;
-        if (rc == 0 && iterator->record && kept && record->seek == iterator->record)
-          return detachObject(record) == 0 ? 0 : BT_STATUS_NOT_FOUND;
+        if (rc == 0 && iterator->record && kept && record->seek == iterator->record) {
+          if (!field) return detachObject(record) == 0 ? 0 : BT_STATUS_NOT_FOUND;
+          *value = getUnsigned(record, *field);
+          record->releaseImage();
+          return 0;
+        }
         // Not the answer: the view goes, the record is loaded as usual.
         if (kept) record->releaseImage();
         break;
@@ -497,7 +505,12 @@ int32_t findStep(btDatabase* database, btTableInfo* table, btIndexIterator* iter
   }
   if (rc != 0 || !iterator->record) return BT_STATUS_NOT_FOUND;
   if (!record) return 0;
-  return loadRecord(table, record, iterator->record) == 0 ? 0 : BT_STATUS_NOT_FOUND;
+  if (loadRecord(table, record, iterator->record) != 0) return BT_STATUS_NOT_FOUND;
+  if (field) {
+    *value = getUnsigned(record, *field);
+    record->releaseImage();
+  }
+  return 0;
 }
 
 }  // namespace
@@ -505,6 +518,13 @@ int32_t findStep(btDatabase* database, btTableInfo* table, btIndexIterator* iter
 int32_t findFirst(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,
                   const btStoredRecord* key, btStoredRecord* record) {
   return findStep(database, table, iterator, key, record, Step::find);
+}
+
+int32_t findFirstUnsigned(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,
+                          const btStoredRecord* key, uint32_t field, uint64_t* value) {
+  if (!value) return BT_STATUS_NOT_FOUND;
+  btStoredRecord found;
+  return findStep(database, table, iterator, key, &found, Step::find, &field, value);
 }
 
 int32_t findNext(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,

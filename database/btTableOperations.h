@@ -59,6 +59,11 @@ int32_t loadRecord(btTableInfo* table, btStoredRecord* record, btSeek seek);
 // table without a database.
 int32_t findFirst(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,
                   const btStoredRecord* key, btStoredRecord* record);
+// As findFirst, for a caller that wants one unsigned field of the record
+// (an id): read in place while the record is bound, without copying the
+// record out of its block. The same results as findFirst and getUnsigned.
+int32_t findFirstUnsigned(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,
+                          const btStoredRecord* key, uint32_t field, uint64_t* value);
 // Steps `iterator` with the index's `next` and loads the record there. In
 // a hash index `next` walks on past the key into the following buckets.
 int32_t findNext(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,

@@ -491,11 +491,30 @@ int32_t VCDataLayer::findByText(btTableInfo* table, int32_t index, int32_t field
                                 btStoredRecord& found) {
   if (!database) return BT_STATUS_NO_DATABASE;
   int32_t status = 0;
-  btStoredRecord* key = lookupKey(table, field, status);
-  if (status == 0) status = setText(key, field, text);
+  btStoredRecord* key = textKey(table, field, text, status);
   if (status != 0) return status;
   btIndexIterator it(indexAt(table, index));
   return findFirst(database.get(), table, &it, key, &found);
+}
+
+bool VCDataLayer::findIdByText(btTableInfo* table, int32_t index, int32_t field, const TVString& text,
+                               int32_t idField, int32_t& id) {
+  if (!database) return false;
+  int32_t status = 0;
+  btStoredRecord* key = textKey(table, field, text, status);
+  if (status != 0) return false;
+  btIndexIterator it(indexAt(table, index));
+  uint64_t value = 0;
+  if (findFirstUnsigned(database.get(), table, &it, key, static_cast<uint32_t>(idField), &value) != 0) return false;
+  // As readId reads it.
+  id = static_cast<int32_t>(static_cast<uint32_t>(value));
+  return true;
+}
+
+btStoredRecord* VCDataLayer::textKey(btTableInfo* table, int32_t field, const TVString& text, int32_t& status) {
+  btStoredRecord* key = lookupKey(table, field, status);
+  if (status == 0) status = setText(key, field, text);
+  return key;
 }
 
 btStoredRecord* VCDataLayer::lookupKey(btTableInfo* table, int32_t field, int32_t& status) {
@@ -529,10 +548,7 @@ VCBranchInfo* VCDataLayer::getBranchByName(const TVString& name) {
 }
 
 bool VCDataLayer::findBranchId(const TVString& name, int32_t& id) {
-  btStoredRecord found;
-  if (findByText(branchTable, indexNumbers.branch_name_tree, branchFields.name, name, found) != 0) return false;
-  id = readId(found, branchFields.id);
-  return true;
+  return findIdByText(branchTable, indexNumbers.branch_name_tree, branchFields.name, name, branchFields.id, id);
 }
 
 VCFileInfo* VCDataLayer::getFileBySpec(const TVString& path) {
@@ -547,10 +563,7 @@ VCFileInfo* VCDataLayer::getFileBySpec(const TVString& path) {
 }
 
 bool VCDataLayer::findFileId(const TVString& path, int32_t& id) {
-  btStoredRecord found;
-  if (findByText(fileTable, indexNumbers.file_spec_tree, fileFields.file_spec, path, found) != 0) return false;
-  id = readId(found, fileFields.file_id);
-  return true;
+  return findIdByText(fileTable, indexNumbers.file_spec_tree, fileFields.file_spec, path, fileFields.file_id, id);
 }
 
 int32_t VCDataLayer::setBranchParent(int32_t branchId, int32_t parentId) {

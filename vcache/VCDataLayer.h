@@ -141,6 +141,10 @@ class VCDataLayer {
   // index numbered `index`; the row goes into `found`. 0 or a status.
   int32_t findByText(btTableInfo* table, int32_t index, int32_t field, const tolvane::TVString& text,
                      btStoredRecord& found);
+  // The id field `idField` of the row that findByText would find, read in
+  // place; false when no row is found.
+  bool findIdByText(btTableInfo* table, int32_t index, int32_t field, const tolvane::TVString& text,
+                    int32_t idField, int32_t& id);
   int32_t readRepositoryRow(VCRepositoryInfo& row);
   int32_t writeRepositoryRow();
   int32_t primeCounter(btTableInfo* table, const char* hashIndex, int32_t idField, uint32_t& counter);
@@ -166,6 +170,8 @@ class VCDataLayer {
     int32_t field = -1;
   };
   LookupKey lookupKeys_[3];
+  // lookupKey with `text` set in `field`.
+  btStoredRecord* textKey(btTableInfo* table, int32_t field, const tolvane::TVString& text, int32_t& status);
   btStoredRecord* lookupKey(btTableInfo* table, int32_t field, int32_t& status);
 
   btTableInfo* repositoryTable = nullptr;

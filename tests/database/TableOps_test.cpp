@@ -388,10 +388,18 @@ TEST_P(TableOps, LookupsReturnDetachedRowsAndLeaveNoPins) {
     ASSERT_EQ(0, findFirst(t.db.get(), t.table, &it, &key, &found)) << want.name;
     EXPECT_EQ(want, rowOf(found));
     EXPECT_EQ(nullptr, found.block) << "a found row is a private copy";
+    // One field read in place finds the same row.
+    uint64_t value = 0;
+    ASSERT_EQ(0, findFirstUnsigned(t.db.get(), t.table, &it, &key, 3, &value)) << want.name;
+    EXPECT_EQ(want.count, value);
+    ASSERT_EQ(0, findFirstUnsigned(t.db.get(), t.table, &it, &key, 0, &value)) << want.name;
+    EXPECT_EQ(want.id, value);
     // Misses next to a real key: the same prefix, one character more.
     fill(&key, t.table, {0, want.name + "x", "", 0});
     EXPECT_EQ(BT_STATUS_NOT_FOUND, findFirst(t.db.get(), t.table, &it, &key, &found));
     EXPECT_EQ(nullptr, found.block);
+    value = 77;
+    EXPECT_EQ(BT_STATUS_NOT_FOUND, findFirstUnsigned(t.db.get(), t.table, &it, &key, 0, &value));
   }
   // The key record may be the result record too.
   fill(&key, t.table, {0, rows[5].name, "", 0});
