@@ -116,6 +116,19 @@ class btDatabase : public btStoredObject {
     btDatabase* db_;
   };
 
+  // Scoped hold of the database lock and the cache lock, in that order, for
+  // a run of writes by one thread: every operation inside re-enters them,
+  // a compare and a count, instead of taking two mutexes. Other threads
+  // wait for the whole run, so it should be a run of the writer's own work.
+  class Hold {
+   public:
+    explicit Hold(btDatabase* db) : db_(db, true), cache_(db->getCacheFile()->cache) {}
+
+   private:
+    Lock db_;
+    btCacheLockGuard cache_;
+  };
+
   btDatabaseHeader hdr;
   // The view pointer is the base's `cacheFile`, which the header binding
   // shares; it points at cacheFileStorage_ while the file is open.

@@ -101,6 +101,7 @@ int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<in
   // A run without an open session has nowhere to store rows.
   if (cache == nullptr) return 0;
   ingest::RevisionReadAhead read(document, entries, readAhead, labels);
+  VCDataLayer::WriteRun run(*cache);
   RevisionPass pass(*cache);
   for (int64_t i = 0; i < entries.size(); ++i) pass.store(read.entry(i));
   return 0;

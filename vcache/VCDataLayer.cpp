@@ -485,6 +485,19 @@ int32_t VCDataLayer::insertFileRevisionXrefs(const int32_t* fileIds, int64_t cou
   return result;
 }
 
+// ---- Runs of writes -------------------------------------------------------------
+
+struct VCDataLayer::WriteRun::Held {
+  explicit Held(btDatabase* db) : hold(db) {}
+  btDatabase::Hold hold;
+};
+
+VCDataLayer::WriteRun::WriteRun(VCDataLayer& layer) {
+  if (layer.database) held_ = std::make_unique<Held>(layer.database.get());
+}
+
+VCDataLayer::WriteRun::~WriteRun() = default;
+
 // ---- Lookups ------------------------------------------------------------------
 
 int32_t VCDataLayer::findByText(btTableInfo* table, int32_t index, int32_t field, const TVString& text,

@@ -88,6 +88,22 @@ class VCDataLayer {
   // Status of the database: 0, or BT_STATUS_NOT_FOUND and the like.
   int32_t setBranchParent(int32_t branchId, int32_t parentId);
 
+  // Holds the cache's locks for a run of lookups and writes by the calling
+  // thread (one ingest pass), so that each row does not take them anew.
+  // Holds nothing when no cache is open. Other threads that use the cache
+  // wait for the end of the run.
+  class WriteRun {
+   public:
+    explicit WriteRun(VCDataLayer& layer);
+    ~WriteRun();
+    WriteRun(const WriteRun&) = delete;
+    WriteRun& operator=(const WriteRun&) = delete;
+
+   private:
+    struct Held;
+    std::unique_ptr<Held> held_;
+  };
+
   // ---- State for the driver and the tests -------------------------------------
   uint32_t nextFileId = 0;
   uint32_t nextRevisionId = 0;
