@@ -146,14 +146,27 @@ class ReadAheadRun {
   std::unique_ptr<VCDataLayer> cache_;
 };
 
-TEST(RevisionReadAhead, StoresAndLogsWhatTheSingleThreadedPassDoes) {
-  REQUIRE_DUMP_TOOL();
-  LogSettingsGuard guard;
-  SetVerboseLog(true);
-  SetLogOutputMode(kLogToStdout);
+// Two or more caches fed from one generated log, with the run log on
+// standard output where the tests capture it.
+class RevisionReadAheadTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    SetVerboseLog(true);
+    SetLogOutputMode(kLogToStdout);
+  }
+  std::string writeLog(int entries, uint32_t seed) {
+    const std::string log = dir.file("log.xml");
+    WriteWholeFile(log, GeneratedLog(entries, seed));
+    return log;
+  }
+
+  LogSettingsGuard guard_;
   ScratchDir dir;
-  const std::string log = dir.file("log.xml");
-  WriteWholeFile(log, GeneratedLog(3000, 11));
+};
+
+TEST_F(RevisionReadAheadTest, StoresAndLogsWhatTheSingleThreadedPassDoes) {
+  REQUIRE_DUMP_TOOL();
+  const std::string log = writeLog(3000, 11);
 
   ReadAheadRun threaded(dir, "threaded");
   ReadAheadRun alone(dir, "alone");
@@ -172,14 +185,9 @@ TEST(RevisionReadAhead, StoresAndLogsWhatTheSingleThreadedPassDoes) {
   EXPECT_EQ(threaded.rows(dir), stored);
 }
 
-TEST(RevisionReadAhead, LabelPassOverTheListedCandidatesStoresWhatTheFullPassStores) {
+TEST_F(RevisionReadAheadTest, LabelPassOverTheListedCandidatesStoresWhatTheFullPassStores) {
   REQUIRE_DUMP_TOOL();
-  LogSettingsGuard guard;
-  SetVerboseLog(true);
-  SetLogOutputMode(kLogToStdout);
-  ScratchDir dir;
-  const std::string log = dir.file("log.xml");
-  WriteWholeFile(log, GeneratedLog(2500, 5));
+  const std::string log = writeLog(2500, 5);
 
   ReadAheadRun listed(dir, "listed");
   ReadAheadRun every(dir, "every");
