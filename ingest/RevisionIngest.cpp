@@ -101,8 +101,13 @@ int32_t StoreRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<in
   // A run without an open session has nowhere to store rows.
   if (cache == nullptr) return 0;
   ingest::RevisionReadAhead read(document, entries, readAhead, labels);
-  VCDataLayer::WriteRun run(*cache);
   RevisionPass pass(*cache);
-  for (int64_t i = 0; i < entries.size(); ++i) pass.store(read.entry(i));
+  for (int64_t i = 0; i < entries.size(); ++i) {
+    // Taken after the entry is in hand: reading may take the document's
+    // lock, which comes before the cache's locks, as in the other passes.
+    ingest::RevisionEntry& entry = read.entry(i);
+    VCDataLayer::WriteRun run(*cache);
+    pass.store(entry);
+  }
   return 0;
 }

@@ -89,9 +89,10 @@ class VCDataLayer {
   int32_t setBranchParent(int32_t branchId, int32_t parentId);
 
   // Holds the cache's locks for a run of lookups and writes by the calling
-  // thread (one ingest pass), so that each row does not take them anew.
-  // Holds nothing when no cache is open. Other threads that use the cache
-  // wait for the end of the run.
+  // thread (the rows of one log entry), so that each row does not take them
+  // anew. Holds nothing when no cache is open. Other threads that use the
+  // cache wait for the end of the run. Locks taken for other things (the
+  // log document's) must be taken before a run, not inside it.
   class WriteRun {
    public:
     explicit WriteRun(VCDataLayer& layer);
