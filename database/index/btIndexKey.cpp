@@ -1,6 +1,7 @@
 #include "database/index/btIndexKey.h"
 
 #include <cmath>
+#include <bit>
 #include <cstring>
 
 #include "database/btFieldType.h"
@@ -317,6 +318,26 @@ namespace {
 // summary: the part fills it alone, lowered byte by byte where the mode
 // folds, zeros past its end. Names and numbers as text, the usual keys, take
 // this road; the general walk below gives the same bytes.
+// btLowerByte on each of the eight bytes of `w` at once: 0x20 is added to
+// the bytes from 'A' to 'Z' and to no other.
+uint64_t lowerAsciiLetters(uint64_t w) {
+  constexpr uint64_t kOnes = 0x0101010101010101ull;
+  constexpr uint64_t kHigh = 0x8080808080808080ull;
+  const uint64_t low7 = w & ~kHigh;
+  // Bit 7 of each byte: set when the byte's low 7 bits are >= 'A' and
+  // <= 'Z', and the byte itself is below 0x80.
+  const uint64_t atLeastA = low7 + (0x80 - 'A') * kOnes;
+  const uint64_t aboveZ = low7 + (0x80 - 'Z' - 1) * kOnes;
+  const uint64_t upper = atLeastA & ~aboveZ & ~w & kHigh;
+  return w + (upper >> 2);
+}
+
+// The eight bytes as stored in memory, read as a big-endian number.
+uint64_t loadBigEndian(uint64_t w) {
+  if constexpr (std::endian::native == std::endian::little) return __builtin_bswap64(w);
+  return w;
+}
+
 bool wideTextSummary(const btStoredRecord* r, const btIndexDefinition* d, uint32_t limit,
                      btKeySummary* out) {
   Part k;
@@ -332,15 +353,15 @@ bool wideTextSummary(const btStoredRecord* r, const btIndexDefinition* d, uint32
   uint32_t n = k.present ? k.value.length : 0;
   if (n > limit) n = limit;
   if (n) std::memcpy(bytes, k.value.data, n);
-  if (k.mode < 1)
-    for (uint32_t j = 0; j < n; j++) bytes[j] = btLowerByte(bytes[j]);
-  uint64_t hi = 0, lo = 0;
-  for (int i = 0; i < 8; i++) {
-    hi = (hi << 8) | bytes[i];
-    lo = (lo << 8) | bytes[8 + i];
+  uint64_t words[2];
+  std::memcpy(words, bytes, sizeof words);
+  for (uint64_t& w : words) {
+    if (k.mode < 1) w = lowerAsciiLetters(w);
+    // The summary orders as the bytes do: the first byte is the highest.
+    w = loadBigEndian(w);
   }
-  out->hi = hi;
-  out->lo = lo;
+  out->hi = words[0];
+  out->lo = words[1];
   return true;
 }
 

@@ -192,6 +192,30 @@ TEST(KeySummary, WideFormsAcrossParts) {
   }
 }
 
+// A folded text's summary lowers every byte by btLowerByte, whatever the
+// byte and wherever it stands among the sixteen; an exact one keeps it.
+TEST(KeySummary, EveryByteAtEveryPlaceOfAWideTextSummary) {
+  for (uint8_t flags : {uint8_t(0), kExact}) {
+    for (int value = 1; value < 256; value++) {
+      const auto b = static_cast<uint8_t>(value);
+      // Neighbours that are themselves letters and not, around the byte.
+      std::string text = "aZ@[`{" "\x7f\x80" "Ab" "\xC0\xDA" "zA" "09";
+      for (size_t at = 0; at < 16; at += 5) {
+        std::string t = text;
+        t[at] = static_cast<char>(b);
+        KeyTable k({{BT_FIELD_STRING, 1000, flags, t.c_str(), 0}}, 32);
+        btKeySummary s = keySummaryWide(&k.record, k.index());
+        for (size_t i = 0; i < 16; i++) {
+          const uint64_t word = i < 8 ? s.hi : s.lo;
+          const auto got = static_cast<uint8_t>(word >> (56 - 8 * (i % 8)));
+          const auto c = static_cast<uint8_t>(t[i]);
+          ASSERT_EQ(flags == kExact ? c : btLowerByte(c), got) << "byte " << value << " at " << at << ", place " << i;
+        }
+      }
+    }
+  }
+}
+
 TEST(KeySummary, DateInTheWideFormIsDecimalDigits) {
   KeyTable k({{BT_FIELD_DATE, 1, 0, "", 0}}, 16);
   int32_t status = 0;
