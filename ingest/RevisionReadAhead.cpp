@@ -1,12 +1,12 @@
 #include "ingest/RevisionReadAhead.h"
 
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "ingest/LabelIngest.h"
 #include "ingest/LogReader.h"
 #include "platform/cmPlatformThread.h"
-#include "runtime/cmException.h"
 #include "xml/cmMiniXmlNode.h"
 #include "xml/cmXPathNodeList.h"
 
@@ -65,18 +65,26 @@ void ReadRevisionEntry(LogReader& log, int32_t entryId, RevisionEntry& out, std:
 }
 
 RevisionReadAhead::RevisionReadAhead(int32_t document, const cmArray<int>& entries, bool useThread,
-                                     LabelCandidates* labels)
-    : document_(document), entries_(entries), labels_(labels), read_(static_cast<size_t>(entries.size())) {
+                                     LabelCandidates* labels, int64_t failReadingAt)
+    : document_(document),
+      entries_(entries),
+      labels_(labels),
+      failReadingAt_(failReadingAt),
+      read_(static_cast<size_t>(entries.size())) {
   if (labels_) labels_->clear();
   if (!useThread || entries.size() == 0 || entries.size() > std::numeric_limits<int32_t>::max()) return;
   thread_ = platform::startThread(&RevisionReadAhead::threadMain, this);
 }
 
-RevisionReadAhead::~RevisionReadAhead() { stopThread(); }
+RevisionReadAhead::~RevisionReadAhead() {
+  // A pass that stored every entry lets the thread finish its label list;
+  // one that stops early (unwinding) does not wait for the rest.
+  stopThread(asked_ < entries_.size());
+}
 
-void RevisionReadAhead::stopThread() {
+void RevisionReadAhead::stopThread(bool cancel) {
   if (!thread_) return;
-  cancel_.store(true, std::memory_order_relaxed);
+  if (cancel) cancel_.store(true, std::memory_order_relaxed);
   platform::joinThread(thread_);
   thread_ = nullptr;
 }
@@ -94,6 +102,7 @@ void RevisionReadAhead::readAll() {
     std::string scratch;
     while (i < count && !cancel_.load(std::memory_order_relaxed)) {
       ReadRevisionEntry(log, entries_[i], read_[static_cast<size_t>(i)], scratch);
+      if (i == failReadingAt_) throw std::bad_alloc();
       ++i;
       if (i % kHandOver == 0 || i == count) {
         ready_.store(i, std::memory_order_release);
@@ -103,10 +112,12 @@ void RevisionReadAhead::readAll() {
     if (i < count || !labels_) return;
     try {
       findLabels(log);
-    } catch (const cmException&) {
+    } catch (...) {
       // The list stays incomplete and the label pass visits every entry.
     }
-  } catch (const cmException&) {
+  } catch (...) {
+    // A foundation exception or a failed allocation: nothing may leave the
+    // thread, and the storing thread can do the reading itself.
     if (i >= count) return;  // every entry was handed over; only the reader's end failed
     // The storing thread reads from entry i on; what this thread had read
     // of it is dropped. A negative count says so, and is a change of value
@@ -135,6 +146,7 @@ RevisionEntry& RevisionReadAhead::entry(int64_t i) {
   // The entry before this one is stored: its memory goes now, so that a
   // batch's entries are never all held at once.
   if (i > 0) read_[static_cast<size_t>(i - 1)] = RevisionEntry();
+  asked_ = i + 1;
   RevisionEntry& out = read_[static_cast<size_t>(i)];
   if (thread_) {
     int32_t ready = ready_.load(std::memory_order_acquire);
@@ -145,7 +157,7 @@ RevisionEntry& RevisionReadAhead::entry(int64_t i) {
     if (ready > i || (ready < 0 && i < -1 - static_cast<int64_t>(ready))) return out;
     // The reader gave up before this entry and has ended; joined, it has
     // left the document's lock.
-    stopThread();
+    stopThread(true);
   }
   if (!ownReader_) ownReader_ = std::make_unique<LogReader>(document_);
   ReadRevisionEntry(*ownReader_, entries_[i], out, scratch_);

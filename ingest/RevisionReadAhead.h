@@ -63,8 +63,10 @@ class RevisionReadAhead {
   // `labels`, the thread goes on to list the label pass's candidates there
   // once the entries are read; the list is complete only if the thread got
   // through all entries, and is to be read after the object is gone.
+  // `failReadingAt` is a test seam: the reading thread fails at that entry
+  // as it would on a failed allocation.
   RevisionReadAhead(int32_t document, const cmArray<int>& entries, bool useThread,
-                    LabelCandidates* labels = nullptr);
+                    LabelCandidates* labels = nullptr, int64_t failReadingAt = -1);
   ~RevisionReadAhead();
   RevisionReadAhead(const RevisionReadAhead&) = delete;
   RevisionReadAhead& operator=(const RevisionReadAhead&) = delete;
@@ -79,20 +81,23 @@ class RevisionReadAhead {
   static int32_t threadMain(void* self);
   void readAll();
   void findLabels(LogReader& log);
-  void stopThread();
+  // Joins the thread; `cancel` first asks it to stop where it is.
+  void stopThread(bool cancel);
 
   int32_t document_;
   const cmArray<int>& entries_;
   LabelCandidates* labels_;
+  int64_t failReadingAt_;
   std::vector<RevisionEntry> read_;
   void* thread_ = nullptr;
-  // n >= 0: entries [0, n) are read. A reader that fails (a foundation
-  // exception) at entry k stores -1 - k and ends; entries [0, k) are read
+  // n >= 0: entries [0, n) are read. A reader that fails (an exception)
+  // at entry k stores -1 - k and ends; entries [0, k) are read
   // and the storing thread reads the rest itself.
   std::atomic<int32_t> ready_{0};
   std::atomic<bool> cancel_{false};
   // The storing thread's own reader, made when it must read for itself.
   std::unique_ptr<LogReader> ownReader_;
+  int64_t asked_ = 0;  // entries handed to the pass so far
   std::string scratch_;
 };
 

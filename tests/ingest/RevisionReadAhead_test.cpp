@@ -218,6 +218,52 @@ TEST_F(RevisionReadAheadTest, LabelPassOverTheListedCandidatesStoresWhatTheFullP
   }
 }
 
+// A reading thread that fails hands the rest of the entries back: the
+// storing side gets every entry as a reader of its own would give it, and
+// no label list.
+TEST_F(RevisionReadAheadTest, AReaderThatFailsHandsTheRestBack) {
+  const std::string log = writeLog(400, 3);
+  int32_t status = 0;
+  int32_t handle = tvXMLCFGOpen(log.c_str(), &status, ingest::kLogOpenFlags, ingest::kLogEncodingAutoXml);
+  ASSERT_EQ(status, 0);
+  cmArray<int> entries;
+  tvXMLCFGFindList(handle, ingest::kLogEntryQuery, 0, entries, 0, -1);
+  ASSERT_EQ(entries.size(), 400);
+  auto summary = [](const ingest::RevisionEntry& e) {
+    std::string s = Str(e.fields.revision) + "|" + Str(e.fields.author) + "|" + Str(e.fields.message) + "|" +
+                    std::to_string(e.fields.timeStamp);
+    for (const ingest::ChangedPath& p : e.paths)
+      s += "|" + std::to_string(p.inBranchForm) + Str(p.branchName) + ">" + Str(p.fileSpec);
+    return s;
+  };
+  std::vector<std::string> expected;
+  {
+    ingest::RevisionReadAhead alone(handle, entries, false);
+    for (int64_t i = 0; i < entries.size(); ++i) expected.push_back(summary(alone.entry(i)));
+  }
+  size_t withPaths = 0;
+  for (const std::string& e : expected) withPaths += e.find('>') != std::string::npos;
+  EXPECT_GT(withPaths, 200u);
+  // At the first entry, inside and at the end of a hand-over, and last.
+  for (int64_t failAt : {0, 31, 32, 33, 250, 399}) {
+    ingest::LabelCandidates labels;
+    {
+      ingest::RevisionReadAhead read(handle, entries, true, &labels, failAt);
+      EXPECT_TRUE(read.threaded());
+      for (int64_t i = 0; i < entries.size(); ++i) ASSERT_EQ(summary(read.entry(i)), expected[i]) << failAt << " " << i;
+    }
+    EXPECT_FALSE(labels.complete) << failAt;
+  }
+  // Without a failure the list is made.
+  ingest::LabelCandidates labels;
+  {
+    ingest::RevisionReadAhead read(handle, entries, true, &labels);
+    for (int64_t i = 0; i < entries.size(); ++i) ASSERT_EQ(summary(read.entry(i)), expected[i]) << i;
+  }
+  EXPECT_TRUE(labels.coversAll(handle, 400));
+  tvXMLCFGClose(handle);
+}
+
 TEST(RevisionReadAhead, ReadsEachEntryAsThePassNeedsIt) {
   LogSettingsGuard guard;
   ScratchDir dir;
