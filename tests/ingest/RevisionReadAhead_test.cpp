@@ -66,6 +66,22 @@ std::string GeneratedLog(int entries, uint32_t seed) {
   return xml + "</log>\n";
 }
 
+// The log document at `path`, open for the object's life, and its entries.
+struct OpenLog {
+  explicit OpenLog(const std::string& path) {
+    int32_t status = 0;
+    handle = tvXMLCFGOpen(path.c_str(), &status, ingest::kLogOpenFlags, ingest::kLogEncodingAutoXml);
+    EXPECT_EQ(status, 0) << path;
+    tvXMLCFGFindList(handle, ingest::kLogEntryQuery, 0, entries, 0, -1);
+  }
+  ~OpenLog() { tvXMLCFGClose(handle); }
+  OpenLog(const OpenLog&) = delete;
+  OpenLog& operator=(const OpenLog&) = delete;
+
+  int32_t handle = -1;
+  cmArray<int> entries;
+};
+
 class ReadAheadRun {
  public:
   ReadAheadRun(ScratchDir& dir, const std::string& name) : file_(dir.file(name + ".db")) {
@@ -121,13 +137,8 @@ class ReadAheadRun {
   // Runs `body` with the handle and the entries of the document in `log`.
   template <typename Body>
   void onDocument(const std::string& log, Body&& body) {
-    int32_t status = 0;
-    int32_t handle = tvXMLCFGOpen(log.c_str(), &status, ingest::kLogOpenFlags, ingest::kLogEncodingAutoXml);
-    EXPECT_EQ(status, 0);
-    cmArray<int> entries;
-    tvXMLCFGFindList(handle, ingest::kLogEntryQuery, 0, entries, 0, -1);
-    EXPECT_EQ(body(handle, entries), 0);
-    tvXMLCFGClose(handle);
+    OpenLog doc(log);
+    EXPECT_EQ(body(doc.handle, doc.entries), 0);
   }
 
   DumpTables rows(ScratchDir& dir) {
@@ -223,11 +234,9 @@ TEST_F(RevisionReadAheadTest, LabelPassOverTheListedCandidatesStoresWhatTheFullP
 // no label list.
 TEST_F(RevisionReadAheadTest, AReaderThatFailsHandsTheRestBack) {
   const std::string log = writeLog(400, 3);
-  int32_t status = 0;
-  int32_t handle = tvXMLCFGOpen(log.c_str(), &status, ingest::kLogOpenFlags, ingest::kLogEncodingAutoXml);
-  ASSERT_EQ(status, 0);
-  cmArray<int> entries;
-  tvXMLCFGFindList(handle, ingest::kLogEntryQuery, 0, entries, 0, -1);
+  OpenLog doc(log);
+  const int32_t handle = doc.handle;
+  const cmArray<int>& entries = doc.entries;
   ASSERT_EQ(entries.size(), 400);
   auto summary = [](const ingest::RevisionEntry& e) {
     std::string s = Str(e.fields.revision) + "|" + Str(e.fields.author) + "|" + Str(e.fields.message) + "|" +
@@ -261,7 +270,6 @@ TEST_F(RevisionReadAheadTest, AReaderThatFailsHandsTheRestBack) {
     for (int64_t i = 0; i < entries.size(); ++i) ASSERT_EQ(summary(read.entry(i)), expected[i]) << i;
   }
   EXPECT_TRUE(labels.coversAll(handle, 400));
-  tvXMLCFGClose(handle);
 }
 
 TEST(RevisionReadAhead, ReadsEachEntryAsThePassNeedsIt) {
@@ -279,11 +287,9 @@ TEST(RevisionReadAhead, ReadsEachEntryAsThePassNeedsIt) {
                  "</paths></logentry>"
                  "<logentry revision=\"8\"><paths><path kind=\"dir\" action=\"A\">/trunk/d</path></paths>"
                  "<author>bob</author></logentry></log>");
-  int32_t status = 0;
-  int32_t handle = tvXMLCFGOpen(log.c_str(), &status, ingest::kLogOpenFlags, ingest::kLogEncodingAutoXml);
-  ASSERT_EQ(status, 0);
-  cmArray<int> entries;
-  tvXMLCFGFindList(handle, ingest::kLogEntryQuery, 0, entries, 0, -1);
+  OpenLog doc(log);
+  const int32_t handle = doc.handle;
+  const cmArray<int>& entries = doc.entries;
   ASSERT_EQ(entries.size(), 2);
   for (bool useThread : {true, false}) {
     ingest::RevisionReadAhead read(handle, entries, useThread);
@@ -307,7 +313,6 @@ TEST(RevisionReadAhead, ReadsEachEntryAsThePassNeedsIt) {
     EXPECT_TRUE(second.paths.empty());
     EXPECT_TRUE(second.fields.author.isEmpty());
   }
-  tvXMLCFGClose(handle);
 }
 
 }  // namespace
