@@ -3,6 +3,7 @@
 #include "database/btRecordLinks.h"
 
 #include <cstring>
+#include <optional>
 
 #include "database/btBlockStorage.h"
 #include "database/btDatabase.h"
@@ -13,6 +14,7 @@
 #include "database/btTableInfo.h"
 #include "database/index/btAbstractHashTable.h"
 #include "database/index/btBtreeIndex.h"
+#include "database/index/btBtreeTextProbe.h"
 #include "database/index/btIndexIterator.h"
 #include "database/index/btIndexStructure.h"
 
@@ -45,11 +47,11 @@ struct NearList {
   }
 };
 
-// What the uniqueness pass leaves for the index pass.
+// What the uniqueness pass leaves for the index pass. The iterator is built
+// only for an index that is searched: most inserts search one of two.
 struct IndexSearch {
-  btIndexIterator it;
-  bool searched = false;
-  bool absent = false;  // the search said BT_STATUS_NOT_FOUND
+  std::optional<btIndexIterator> it;  // engaged once searched
+  bool absent = false;                // the search said BT_STATUS_NOT_FOUND
 };
 
 btDatabase* databaseOf(btDatabase* given, btTableInfo* table) {
@@ -258,17 +260,11 @@ int32_t insertLocked(btDatabase* db, btTableInfo* table, btStoredRecord* record,
     if (!unique && !cluster) continue;
     btIndexIterator local(d);
     btIndexIterator* it = &local;
-    if (i < kRememberedIndexes) {
-      searches[i].it.bind(d);
-      it = &searches[i].it;
-    }
+    if (i < kRememberedIndexes) it = &searches[i].it.emplace(d);
     rc = s->find(it, &work, BT_FIND_ANY, false);
     if (rc == 0 && unique) return BT_STATUS_KEY_VIOLATION;
     if (rc < 0 && rc != BT_STATUS_NOT_FOUND) return rc;
-    if (i < kRememberedIndexes) {
-      searches[i].searched = true;
-      searches[i].absent = rc == BT_STATUS_NOT_FOUND;
-    }
+    if (i < kRememberedIndexes) searches[i].absent = rc == BT_STATUS_NOT_FOUND;
     if (cluster && it->isPositioned()) {
       uint32_t seeks[kNeighboursPerIndex];
       uint32_t n = 0;
@@ -331,12 +327,14 @@ int32_t insertLocked(btDatabase* db, btTableInfo* table, btStoredRecord* record,
       if (seekOut) *seekOut = 0;
       return BT_STATUS_BAD_FIELD;
     }
-    btIndexIterator local(d);
-    btIndexIterator* it = &local;
+    std::optional<btIndexIterator> local;
+    btIndexIterator* it;
     bool absent = false;
-    if (i < kRememberedIndexes && searches[i].searched) {
-      it = &searches[i].it;
+    if (i < kRememberedIndexes && searches[i].it) {
+      it = &*searches[i].it;
       absent = searches[i].absent;
+    } else {
+      it = &local.emplace(d);
     }
     // The on-disk hash tables add a record by its key's hash alone, so a
     // duplicate chain needs no search first.
@@ -525,6 +523,31 @@ int32_t findFirstUnsigned(btDatabase* database, btTableInfo* table, btIndexItera
   if (!value) return BT_STATUS_NOT_FOUND;
   btStoredRecord found;
   return findStep(database, table, iterator, key, &found, Step::find, &field, value);
+}
+
+int32_t findUnsignedByText(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,
+                           const char* text, uint32_t length, uint32_t field, uint64_t* value) {
+  if (!table || !iterator || !iterator->definition || !value) return BT_STATUS_UNSUPPORTED;
+  btIndexDefinition* d = iterator->definition;
+  if (d->owner != table || d->indexType != BT_INDEX_BTREE || !btBtreeTextProbe::fits(d, length))
+    return BT_STATUS_UNSUPPORTED;
+  btDatabase* db = databaseOf(database, table);
+  if (!usable(db)) return BT_STATUS_NO_DATABASE;
+  OperationLock lock(db, false);
+  btIndexStructure* s = structureOf(d);
+  if (!s || s->indexKind() != BT_INDEX_BTREE) return BT_STATUS_UNSUPPORTED;
+  btBtreeTextProbe probe(d, text, length);
+  int32_t rc = static_cast<btBtreeIndex*>(s)->findWith(iterator, &probe);
+  if (rc != 0 || !iterator->record) return BT_STATUS_NOT_FOUND;
+  // Mostly the last record compared: read in place while it is bound.
+  if (const btStoredRecord* r = probe.comparedRecord(iterator->record)) {
+    *value = getUnsigned(r, field);
+    return 0;
+  }
+  btStoredRecord found;
+  if (loadRecord(table, &found, iterator->record) != 0) return BT_STATUS_NOT_FOUND;
+  *value = getUnsigned(&found, field);
+  return 0;
 }
 
 int32_t findNext(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,

@@ -64,6 +64,13 @@ int32_t findFirst(btDatabase* database, btTableInfo* table, btIndexIterator* ite
 // record out of its block. The same results as findFirst and getUnsigned.
 int32_t findFirstUnsigned(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,
                           const btStoredRecord* key, uint32_t field, uint64_t* value);
+// As findFirstUnsigned, for the B-tree of a one-part text key, with the key
+// given as `length` bytes of text: no key record is built and the summary
+// is made once (btBtreeTextProbe). BT_STATUS_UNSUPPORTED, with nothing
+// searched, when the index is no B-tree that the text fits; the caller
+// then asks with a key record.
+int32_t findUnsignedByText(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,
+                           const char* text, uint32_t length, uint32_t field, uint64_t* value);
 // Steps `iterator` with the index's `next` and loads the record there. In
 // a hash index `next` walks on past the key into the following buckets.
 int32_t findNext(btDatabase* database, btTableInfo* table, btIndexIterator* iterator,

@@ -513,12 +513,21 @@ int32_t VCDataLayer::findByText(btTableInfo* table, int32_t index, int32_t field
 bool VCDataLayer::findIdByText(btTableInfo* table, int32_t index, int32_t field, const TVString& text,
                                int32_t idField, int32_t& id) {
   if (!database) return false;
-  int32_t status = 0;
-  btStoredRecord* key = textKey(table, field, text, status);
-  if (status != 0) return false;
   btIndexIterator it(indexAt(table, index));
   uint64_t value = 0;
-  if (findFirstUnsigned(database.get(), table, &it, key, static_cast<uint32_t>(idField), &value) != 0) return false;
+  // The name itself is the key; a key record only where the index needs one.
+  int32_t found = text.isNull() ? BT_STATUS_UNSUPPORTED
+                                : findUnsignedByText(database.get(), table, &it, text.data(),
+                                                     static_cast<uint32_t>(text.length()),
+                                                     static_cast<uint32_t>(idField), &value);
+  if (found == BT_STATUS_UNSUPPORTED) {
+    int32_t status = 0;
+    btStoredRecord* key = textKey(table, field, text, status);
+    if (status != 0) return false;
+    it.clearPosition();
+    found = findFirstUnsigned(database.get(), table, &it, key, static_cast<uint32_t>(idField), &value);
+  }
+  if (found != 0) return false;
   // As readId reads it.
   id = static_cast<int32_t>(static_cast<uint32_t>(value));
   return true;

@@ -20,13 +20,13 @@ void btBtreeIndex::setDefinition(btIndexDefinition* definition) {
 }
 
 template <typename Op>
-int32_t btBtreeIndex::run(bool write, Op op) {
+int32_t btBtreeIndex::run(bool write, Op op, btBtreeKeys* keys) {
   int32_t rc = checkReachable();
   if (rc < 0) return rc;
   btDatabase* db = database();
   btIndexLock lock(db, write);
   if (!definition_->root) return BT_STATUS_NO_TABLE;
-  btBtreeEngine engine(definition_, db, &keys_);
+  btBtreeEngine engine(definition_, db, keys ? keys : &keys_);
   return op(engine);
 }
 
@@ -65,6 +65,10 @@ int32_t btBtreeIndex::findKeeping(btIndexIterator* it, const btStoredRecord* key
   int32_t rc = run(false, [&](btBtreeEngine& e) { return e.find(it, key, BT_FIND_ANY, false); });
   keys_.keepComparedIn(nullptr);
   return rc;
+}
+
+int32_t btBtreeIndex::findWith(btIndexIterator* it, btBtreeKeys* keys) {
+  return run(false, [&](btBtreeEngine& e) { return e.find(it, nullptr, BT_FIND_ANY, false); }, keys);
 }
 
 int32_t btBtreeIndex::first(btIndexIterator* it) {

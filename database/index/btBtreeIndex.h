@@ -52,12 +52,17 @@ class btBtreeIndex : public btSortedIndexStructure {
   // is the iterator's record, the caller need not load it again.
   int32_t findKeeping(btIndexIterator* it, const btStoredRecord* key, btStoredRecord* found);
 
+  // find with keys of the caller's (a btBtreeTextProbe) in place of the
+  // table's records; the probe is the key, and no key record is read.
+  int32_t findWith(btIndexIterator* it, btBtreeKeys* keys);
+
   // Whole-tree check (btBtreeEngine::checkTree) under the locks.
   int32_t checkTree(uint64_t* entries, uint32_t* height = nullptr);
 
  private:
+  // Under the locks, with the table's record keys unless `keys` is given.
   template <typename Op>
-  int32_t run(bool write, Op op);
+  int32_t run(bool write, Op op, btBtreeKeys* keys = nullptr);
 
   btBtreeRecordKeys keys_;
 };

@@ -349,23 +349,29 @@ bool wideTextSummary(const btStoredRecord* r, const btIndexDefinition* d, uint32
       return false;
   }
   if (k.field->size < limit) return false;
-  uint8_t bytes[16] = {};
-  uint32_t n = k.present ? k.value.length : 0;
-  if (n > limit) n = limit;
-  if (n) std::memcpy(bytes, k.value.data, n);
-  uint64_t words[2];
-  std::memcpy(words, bytes, sizeof words);
-  for (uint64_t& w : words) {
-    if (k.mode < 1) w = lowerAsciiLetters(w);
-    // The summary orders as the bytes do: the first byte is the highest.
-    w = loadBigEndian(w);
-  }
-  out->hi = words[0];
-  out->lo = words[1];
+  *out = btWideTextSummary(k.value.data, k.present ? k.value.length : 0, k.mode, limit == 16);
   return true;
 }
 
 }  // namespace
+
+btKeySummary btWideTextSummary(const uint8_t* text, uint32_t length, int mode, bool sixteen) {
+  const uint32_t limit = sixteen ? 16 : 8;
+  uint8_t bytes[16] = {};
+  uint32_t n = length < limit ? length : limit;
+  if (n) std::memcpy(bytes, text, n);
+  uint64_t words[2];
+  std::memcpy(words, bytes, sizeof words);
+  for (uint64_t& w : words) {
+    if (mode < 1) w = lowerAsciiLetters(w);
+    // The summary orders as the bytes do: the first byte is the highest.
+    w = loadBigEndian(w);
+  }
+  btKeySummary out;
+  out.hi = words[0];
+  out.lo = words[1];
+  return out;
+}
 
 btKeySummary keySummaryWide(const btStoredRecord* r, const btIndexDefinition* d) {
   btKeySummary out;

@@ -38,6 +38,12 @@ uint32_t keySummary(const btStoredRecord* record, const btIndexDefinition* index
 // The wide summary over the key parts; `lo` stays 0 without flag 32.
 btKeySummary keySummaryWide(const btStoredRecord* record, const btIndexDefinition* index);
 
+// The wide summary that keySummaryWide gives a one-part key whose part is
+// `length` bytes of text, in a text field at least as wide as the summary:
+// the bytes, lowered where `mode` folds, zeros past the end. `sixteen`
+// for flag 32.
+btKeySummary btWideTextSummary(const uint8_t* text, uint32_t length, int mode, bool sixteen);
+
 // Whether two different wide summaries already tell how compareKeys
 // orders the keys they come from, and `*order` (-1 or 1) when they do.
 // Only a one-part key of a byte string type under a wide summary
