@@ -90,6 +90,11 @@ void linkParent(VCDataLayer& cache, ingest::LogReader& log, cmMiniXmlNode* pathN
 }  // namespace
 
 int32_t StoreBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) {
+  return StoreBranchInfo(cache, document, entries, nullptr);
+}
+
+int32_t StoreBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries,
+                        const std::vector<uint8_t>* mayAddDirectory) {
   // A run without an open session has nowhere to store rows.
   if (cache == nullptr) return 0;
   const int32_t trunkId = storeTrunk(*cache);
@@ -98,7 +103,12 @@ int32_t StoreBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>
   // doesn't change between the walks, so the second walk's query would
   // find the same node.
   std::vector<cmMiniXmlNode*> added(static_cast<size_t>(entries.size()), nullptr);
-  for (int64_t i = 0; i < entries.size(); ++i) added[i] = storeBranch(*cache, log, log.entry(entries[i]), trunkId);
+  if (mayAddDirectory && mayAddDirectory->size() != added.size()) mayAddDirectory = nullptr;
+  for (int64_t i = 0; i < entries.size(); ++i) {
+    // An entry without an added directory is no branch: nothing to read.
+    if (mayAddDirectory && !(*mayAddDirectory)[static_cast<size_t>(i)]) continue;
+    added[i] = storeBranch(*cache, log, log.entry(entries[i]), trunkId);
+  }
   // Parents are linked once every branch of the document is stored, so
   // that a branch of a branch made in the same batch finds its source.
   for (int64_t i = 0; i < entries.size(); ++i) linkParent(*cache, log, added[i]);

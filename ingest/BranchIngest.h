@@ -14,9 +14,15 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "runtime/cmArray.h"
 
 class VCDataLayer;
 
 int32_t StoreBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries);
+// The same, skipping the entries whose hint (LogEntries::mayAddDirectory,
+// one per entry) says that they add no directory: such an entry stores
+// nothing and links nothing. Hints of another length are not used.
+int32_t StoreBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries,
+                        const std::vector<uint8_t>* mayAddDirectory);

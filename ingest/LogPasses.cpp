@@ -4,7 +4,7 @@
 #include "ingest/RevisionIngest.h"
 
 int32_t CacheLogPasses::storeBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) {
-  return StoreBranchInfo(cache, document, entries);
+  return StoreBranchInfo(cache, document, entries, hints_);
 }
 
 int32_t CacheLogPasses::storeRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) {

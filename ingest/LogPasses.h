@@ -17,6 +17,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "ingest/LabelIngest.h"
 #include "runtime/cmArray.h"
@@ -26,6 +27,9 @@ class VCDataLayer;
 class LogPasses {
  public:
   virtual ~LogPasses() = default;
+  // Before the passes: one hint per entry of the coming calls, 1 where
+  // the entry may add a directory (LogEntries). Passes may ignore it.
+  virtual void noteDirectoryHints(const std::vector<uint8_t>* /*mayAddDirectory*/) {}
   virtual int32_t storeBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) = 0;
   virtual int32_t storeRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) = 0;
   virtual int32_t storeLabelInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) = 0;
@@ -36,10 +40,12 @@ class LogPasses {
 // (LabelCandidates), and the label pass then visits only those.
 class CacheLogPasses final : public LogPasses {
  public:
+  void noteDirectoryHints(const std::vector<uint8_t>* mayAddDirectory) override { hints_ = mayAddDirectory; }
   int32_t storeBranchInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) override;
   int32_t storeRevisionInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) override;
   int32_t storeLabelInfo(VCDataLayer* cache, int32_t document, const cmArray<int>& entries) override;
 
  private:
   ingest::LabelCandidates labels_;
+  const std::vector<uint8_t>* hints_ = nullptr;  // the caller's, valid during its passes
 };

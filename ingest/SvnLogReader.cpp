@@ -1,5 +1,6 @@
 #include "ingest/SvnLogReader.h"
 
+#include "ingest/LogEntryScan.h"
 #include "text/cmDateParts.h"
 #include "text/cmDateText.h"
 #include "update/RunLog.h"
@@ -43,9 +44,16 @@ int32_t ParseSvnLog(VCDataLayer* cache, const char* xmlFile, LogPasses& passes) 
   if (handle < 0) return ingest::kParseUnreadable;
   LogDocument doc(handle);
 
-  cmArray<int> entries;
-  tvXMLCFGFindList(handle, ingest::kLogEntryQuery, 0, entries, 0, -1);
+  // The entries of kLogEntryQuery, with a hint for the branch pass.
+  ingest::LogEntries scan;
+  ingest::ScanLogEntries(handle, scan);
+  const cmArray<int>& entries = scan.ids;
   if (entries.size() == 0) return ingest::kParseNoEntries;
+  passes.noteDirectoryHints(&scan.mayAddDirectory);
+  struct Forget {
+    LogPasses& passes;
+    ~Forget() { passes.noteDirectoryHints(nullptr); }
+  } forget{passes};
 
   logWithTime("Begin StoreBranchInfo: %s");
   passes.storeBranchInfo(cache, handle, entries);

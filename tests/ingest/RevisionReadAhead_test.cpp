@@ -1,5 +1,6 @@
-// The revision pass with its entries read on a second thread against the
-// same pass reading them itself: on a large generated log both must write
+// The revision pass with its entries read on a second thread (and the
+// branch pass skipping the entries that the entry scan rules out) against
+// the same passes reading everything themselves: on a large generated log both must write
 // the same run log, line for line, and store the same rows; a repeat of the
 // log must store and log nothing more.
 #include "ingest/RevisionReadAhead.h"
@@ -14,6 +15,7 @@
 #include "SvnRepoIngestSupport.h"
 #include "ingest/BranchIngest.h"
 #include "ingest/LabelIngest.h"
+#include "ingest/LogEntryScan.h"
 #include "xml/tvXmlCfg.h"
 
 namespace {
@@ -119,7 +121,13 @@ class ReadAheadRun {
     onDocument(log, [&](int32_t handle, const cmArray<int>& entries) {
       ingest::LabelCandidates labels;
       ingest::LabelCandidates* use = readAhead ? &labels : nullptr;
-      logs.push_back(CaptureStdout([&] { StoreBranchInfo(cache_.get(), handle, entries); }));
+      // The fast way also skips the entries that the scan says add no
+      // directory.
+      ingest::LogEntries scan;
+      ingest::ScanLogEntries(handle, scan);
+      EXPECT_EQ(std::vector<int>(scan.ids.begin(), scan.ids.end()), std::vector<int>(entries.begin(), entries.end()));
+      logs.push_back(CaptureStdout(
+          [&] { StoreBranchInfo(cache_.get(), handle, entries, readAhead ? &scan.mayAddDirectory : nullptr); }));
       logs.push_back(
           CaptureStdout([&] { StoreRevisionInfo(cache_.get(), handle, entries, readAhead, use); }));
       if (seen) *seen = labels;
