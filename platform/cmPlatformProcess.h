@@ -84,6 +84,14 @@ constexpr uint32_t kStartNewConsole = 0x040;   // Windows only
 constexpr uint32_t kStartNoWindow = 0x080;     // Windows only
 constexpr uint32_t kStartStdHandles = 0x100;   // Windows: pass the standard handles
 constexpr uint32_t kStartHideWindow = 0x200;   // Windows only
+// The child, and a command that the shell runs for it, end when this program
+// ends, even by a kill that leaves no time to clean up: a stray client must
+// not go on writing into a file that the next run uses. Only for a child that
+// the starting thread waits for, since POSIX systems tie the end to the
+// thread that started the child. A shell line that is one simple command runs
+// with the shell replaced by the command, so the command itself is the
+// child. (A job object would do the same on Windows.)
+constexpr uint32_t kStartEndWithParent = 0x10000;
 
 struct ProcessStart {
   // Path of the file to run; the command line's first word is only its

@@ -185,7 +185,10 @@ void StartProcess(cmProcess& process, const cmString& command, uint32_t options,
 
 int32_t ExecAndWait(cmProcess& process, const cmString& command, uint32_t options, const cmString& workingDirectory,
                     cmProcessEnv& environment, bool inherit) {
-  StartProcess(process, command, options, workingDirectory, environment, inherit);
+  // A child that this thread waits for ends with the program, so a killed
+  // run leaves no client behind.
+  const uint32_t startOptions = (options & CM_PROC_DETACHED) ? options : options | platform::kStartEndWithParent;
+  StartProcess(process, command, startOptions, workingDirectory, environment, inherit);
   if (options & CM_PROC_DETACHED) {
     process.closeHandle();
     process.isRunning = false;

@@ -219,6 +219,17 @@ TEST_F(ProcessRun, RedirectionTakesOutputOnlyAndStdErrStaysOurs) {
   EXPECT_EQ(ProcessTestDir::read(out), "hello\n");
 }
 
+// A list of commands runs whole, and its status is the last command's.
+TEST_F(ProcessRun, AListOfCommandsRunsWhole) {
+  const std::string first = dir_.file("first"), second = dir_.file("second");
+  const std::string a = script("a", "echo a"), b = script("b", "echo b\nexit 5");
+  EXPECT_EQ(run(a + " > \"" + first + "\" ; " + b + " > \"" + second + "\""), 5);
+  EXPECT_EQ(ProcessTestDir::read(first), "a\n");
+  EXPECT_EQ(ProcessTestDir::read(second), "b\n");
+  EXPECT_EQ(run(a + " > \"" + first + "\" && " + b + " | cat > \"" + second + "\""), 0);
+  EXPECT_EQ(ProcessTestDir::read(second), "b\n");
+}
+
 TEST_F(ProcessRun, EnvironmentEntriesAndInheritance) {
   ScopedEnv parent("RH_PARENT", "p");
   const std::string out = dir_.file("env.txt");

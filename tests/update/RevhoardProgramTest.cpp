@@ -4,8 +4,10 @@
 
 #include <sys/wait.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "UpdateTestSupport.h"
 
@@ -94,6 +96,40 @@ TEST(RevhoardProgram, AFullDiskAtTheCloseIsMinusSevenAndTheFileIsRefusedAfter) {
   ProgramRun again = RunRevhoard(dir, arguments);
   EXPECT_EQ(again.exitStatus, 254);
   EXPECT_EQ(ReadWholeFile(dir.file("cache_status.txt")).rfind("-2;", 0), 0u);
+}
+
+// Whether a process still runs: a zombie has ended, whoever is to collect it.
+bool ProcessRuns(const std::string& pid) {
+  std::string stat = ReadWholeFile("/proc/" + pid + "/stat");
+  const size_t close = stat.rfind(')');
+  return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] != 'Z';
+}
+
+// A run killed while its client works takes the client with it: a client
+// left behind would go on writing into the XML file that the next run uses.
+TEST(RevhoardProgram, AKilledRunTakesItsClientWithIt) {
+  ScratchDir dir;
+  const std::string pidFile = dir.file("client.pid");
+  const std::string client = dir.file("client.sh");
+  WriteWholeFile(client, "#!/bin/sh\necho $$ > '" + pidFile + ".new'\nmv '" + pidFile + ".new' '" + pidFile +
+                             "'\nexec sleep 30\n");
+  std::filesystem::permissions(client, std::filesystem::perms::owner_all);
+  const std::string script = "'" + std::string(RH_BINARY_DIR) + "/revhoard' '" + client + "' file:///r '" +
+                             dir.file("cache.db") + "' '" + dir.file("log.xml") +
+                             "' 7 0 > /dev/null 2>&1 & rh=$!; i=0; while [ ! -s '" + pidFile +
+                             "' ] && [ $i -lt 1000 ]; do sleep 0.01; i=$((i+1)); done; kill -9 $rh; wait $rh";
+  std::system(script.c_str());
+  std::string pid = ReadWholeFile(pidFile);
+  ASSERT_FALSE(pid.empty()) << "the client never started";
+  pid.pop_back();
+
+  bool runs = true;
+  for (int i = 0; i < 500 && runs; ++i) {
+    runs = ProcessRuns(pid);
+    if (runs) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_FALSE(runs) << "client " << pid << " outlived the killed run";
+  if (runs) std::system(("kill -9 " + pid).c_str());
 }
 
 }  // namespace
