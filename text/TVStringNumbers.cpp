@@ -1,6 +1,7 @@
 // TVString: numbers read from text and written as text.
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "text/TVString.h"
 
@@ -151,8 +152,8 @@ double TVString::toFloat() const {
   }
   if (i != len) return 0;
   // The form is checked; the terminated copy goes to the C library.
-  TVString copy(d, len);
-  return std::strtod(copy.getCString(), nullptr);
+  const std::string copy(d, static_cast<size_t>(len));
+  return std::strtod(copy.c_str(), nullptr);
 }
 
 bool TVString::toIntBase64(int64_t& value) const {
